@@ -1,0 +1,51 @@
+#include "Events.h"
+
+#include "Handle.h"
+#include "LogFile.h"
+
+#include <cstdint>
+
+SECURITY_DESCRIPTOR g_EveryoneSD;
+
+namespace {
+
+constexpr char LogSource[] = R"(..\..\base\common.cpp)";
+
+template <class Pointer>
+unsigned LowBits(Pointer pointer)
+{
+    return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(pointer));
+}
+
+} // namespace
+
+SECURITY_ATTRIBUTES GetSecurityEveryOne()
+{
+    FP_LOG("GetSecurityEveryOne", L"start");
+    InitializeSecurityDescriptor(&g_EveryoneSD, SECURITY_DESCRIPTOR_REVISION);
+    // Present but null, so that processes of any account and session can take part. Meant so.
+    SetSecurityDescriptorDacl(&g_EveryoneSD, TRUE, nullptr, FALSE);
+    return {sizeof(SECURITY_ATTRIBUTES), &g_EveryoneSD, TRUE};
+}
+
+HANDLE createCredetialSeviceEvent()
+{
+    FP_LOG("createCredetialSeviceEvent", L"start");
+    SECURITY_ATTRIBUTES everyone = GetSecurityEveryOne();
+    const HANDLE event = CreateEventA(&everyone, FALSE, FALSE, STR_CREDENTIAL_SERVICE);
+    // Meant so: the figure is this function's address, not the handle.
+    FP_LOG("createCredetialSeviceEvent", L"credetialServiceEvent = 0x%x",
+           LowBits(&createCredetialSeviceEvent));
+    return event;
+}
+
+void waitCredetialSeviceEvent()
+{
+    const KernelHandle event(OpenEventA(EVENT_ALL_ACCESS, FALSE, STR_CREDENTIAL_SERVICE));
+    FP_LOG("waitCredetialSeviceEvent", L"waitCredetialSeviceEvent == 0x%x", LowBits(event.Get()));
+    if (!event)
+        return;
+    FP_LOG("waitCredetialSeviceEvent", L"waitCredetialSeviceEvent enter");
+    WaitForSingleObject(event.Get(), INFINITE);
+    FP_LOG("waitCredetialSeviceEvent", L"waitCredetialSeviceEvent leave");
+}
