@@ -15,7 +15,8 @@ import sys
 import zlib
 
 NIGHT_TOP, NIGHT_BOTTOM = (30, 41, 92), (11, 14, 38)
-RIM = (139, 92, 246)
+RIM_WIDTH = 3.4
+RIM = ((112, 60, 235), (190, 44, 250))  # from the face outwards
 COOL = ((94, 234, 212), (96, 165, 250), (167, 139, 250))  # ridge colours from top to bottom
 LEAF_TOP, LEAF_BOTTOM = (16, 106, 88), (4, 41, 48)
 LEAF = ((236, 253, 245), (167, 243, 208), (94, 234, 176))
@@ -195,17 +196,19 @@ def tile():
     return canvas
 
 
-def badge(top, bottom, rim, ridges):
-    """The small picture: a bold print on a round badge. The prompt window is colour-keyed, so a half-transparent edge
-    would mix with the key colour and show as a pink fringe: every pixel is opaque or absent, and the violet rim is
-    of a colour that takes a touch of the key without looking wrong when the picture is scaled."""
+def badge(top, bottom, ridges):
+    """The small picture: a bold print on a round badge. The prompt window is colour-keyed, so an edge that is
+    partly transparent mixes with the key colour, magenta, and shows as a pink fringe. Every pixel is opaque or absent;
+    but the picture is scaled when it is drawn, which blends its edge all the same. So the rim runs into a fuchsia of
+    its own, which the fringe continues."""
     size = 72
     centre = radius = size / 2
 
     def paint(x, y):
         d = math.hypot(x - centre, y - centre)
         face = mix(top, bottom, min(1.0, math.hypot(x - centre, y - size * 0.3) / (size * 0.62)))
-        return mix(face, rim, min(max(d - (radius - 2.6), 0.0), 1.0))
+        depth = (d - (radius - RIM_WIDTH)) / RIM_WIDTH
+        return mix(face, ramp(RIM, depth), min(max(depth * 2.0, 0.0), 1.0))
 
     canvas = Canvas(size, paint)
     gaps = ((0.40,), (0.70,), (0.27,), (0.60,), (0.38, 0.80), (0.55,))
@@ -222,8 +225,8 @@ def badge(top, bottom, rim, ridges):
 def main():
     folder = sys.argv[1] if len(sys.argv) > 1 else os.path.dirname(os.path.abspath(__file__))
     write_bmp(os.path.join(folder, "tile.bmp"), tile())
-    write_png(os.path.join(folder, "prompt.png"), *badge(NIGHT_TOP, NIGHT_BOTTOM, RIM, COOL))
-    write_png(os.path.join(folder, "prompt2.png"), *badge(LEAF_TOP, LEAF_BOTTOM, LEAF[2], LEAF))
+    write_png(os.path.join(folder, "prompt.png"), *badge(NIGHT_TOP, NIGHT_BOTTOM, COOL))
+    write_png(os.path.join(folder, "prompt2.png"), *badge(LEAF_TOP, LEAF_BOTTOM, LEAF))
 
 
 main()
