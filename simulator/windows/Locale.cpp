@@ -1,0 +1,1 @@
+#include "windows/Locale.h"
