@@ -74,3 +74,9 @@ void LogStatement(const LogSite& site, const wchar_t* message, ...);
 
 /// FP_LOG("CClass::Method", L"text %d", number). The file that uses it states its tag as `LogSource`.
 #define FP_LOG(label, ...) LogStatement({LogSource, __LINE__, label}, __VA_ARGS__)
+
+/// A handle or address as the log's "0x%x" prints it: its low 32 bits.
+inline unsigned HandleForLog(const volatile void* value)
+{
+    return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(value));
+}

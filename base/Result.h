@@ -10,7 +10,7 @@ inline HRESULT HresultFromLastError()
 }
 
 /// An NTSTATUS keeps its severity and gets the bit that marks its origin.
-inline HRESULT HresultFromNtStatus(NTSTATUS status)
+inline HRESULT HresultFromNtStatus(LONG status)
 {
     return status | FACILITY_NT_BIT;
 }

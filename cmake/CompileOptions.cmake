@@ -13,6 +13,8 @@ add_compile_definitions(
 add_compile_options(
     -Wall -Wextra -Werror
     -fms-extensions
+    # The SDK's declaration macros for COM methods promise nothrow, its definition macros don't repeat it.
+    $<$<COMPILE_LANGUAGE:CXX>:-Wno-microsoft-exception-spec>
     # CodeView, so that the linker can write a PDB.
     -g -gcodeview
     -ffunction-sections -fdata-sections

@@ -6,6 +6,8 @@
 
 #include <unknwn.h>
 
+typedef LONG NTSTATUS;
+
 enum CREDENTIAL_PROVIDER_USAGE_SCENARIO {
     CPUS_INVALID = 0,
     CPUS_LOGON,

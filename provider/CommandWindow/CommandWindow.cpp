@@ -1,0 +1,98 @@
+#include "CommandWindow.h"
+
+#include "FPStub.h"
+#include "LogFile.h"
+#include "Resource.h"
+#include "Result.h"
+#include "SehGuard.h"
+#include "VexaFPProvider.h"
+#include "Workers.h"
+
+#include <cwchar>
+
+namespace {
+
+constexpr char LogSource[] = "CommandWindow.cpp";
+
+constexpr DWORD StopLimit = 5000; // ms
+
+} // namespace
+
+std::atomic<CCommandWindow*> g_pCommandWindow = nullptr;
+std::atomic<HWND> g_hEventWindow = nullptr;
+FPData g_FPData = {};
+
+CCommandWindow::CCommandWindow()
+{
+    constexpr char label[] = "CCommandWindow::CCommandWindow";
+    FP_LOG(label, L"Start");
+    m_art.CreateFormat();
+    g_bExit.Clear();
+    m_lcid = GetSystemDefaultLCID();
+    SelectMessages(m_lcid);
+    g_pCommandWindow = this;
+    m_art.Start();
+    std::wcscpy(m_wszPrompt, g_Messages[MSG_LOADING]);
+    m_art.LoadImageResource(IDR_PROMPT_IMAGE, L"PNG");
+    FP_LOG(label, L"End");
+}
+
+HRESULT CCommandWindow::Initialize(CVexaFPProvider* provider)
+{
+    m_pProvider = provider;
+    m_hThread = StartThread<ThreadProc>();
+    return m_hThread ? S_OK : HresultFromLastError();
+}
+
+void CCommandWindow::DetachOwner()
+{
+    // Whoever is inside longer than this waits in LogonUI's own CredentialsChanged, perhaps for this very thread,
+    // and touches neither object afterwards.
+    m_owner.Close(StopLimit);
+}
+
+void CCommandWindow::Destroy()
+{
+    constexpr char label[] = "CCommandWindow::~CCommandWindow";
+    DetachOwner();
+    g_bExit.Set();
+    FP_LOG(label, L"RPCCaptureStop");
+    if (Guarded([] { CallStub(Stub_CaptureStop); }).raised)
+        FP_LOG(label, L"RPCCaptureStop Fail");
+    WaitForDeamonThread(StopLimit);
+
+    g_bExit.Close(m_closed);
+    const HWND window = m_hWnd;
+    if (window != nullptr) {
+        const BOOL posted = PostMessageW(window, WM_EXIT_THREAD, 0, 0);
+        FP_LOG(label, L"PostMessage  %d", posted);
+        m_hWnd = nullptr;
+    }
+    if (m_painting.Close(StopLimit))
+        m_art.Shutdown();
+    if (m_pProvider != nullptr)
+        m_pProvider->Release();
+    CCommandWindow* self = this;
+    g_pCommandWindow.compare_exchange_strong(self, nullptr);
+    Release();
+}
+
+void CCommandWindow::Release()
+{
+    if (InterlockedDecrement(&m_refCount) == 0)
+        delete this;
+}
+
+bool CCommandWindow::StoreUser(FPData& data)
+{
+    data.Terminate();
+    const bool stored = g_bExit.WhileOpen(m_closed, [&] { g_FPData = data; });
+    SecureZeroMemory(&data, sizeof data);
+    return stored;
+}
+
+void CCommandWindow::ShowPrompt(MessageRole role)
+{
+    std::wcscpy(m_wszPrompt, g_Messages[role]);
+    SendMessageW(m_hWnd, WM_PROMPT, 0, 0);
+}

@@ -1,0 +1,135 @@
+// The prompt window with its own thread, on which the workers report what happened.
+//
+// Threads (ThreadFP and DeamonThread: Workers.h)
+//   The provider's thread constructs the window, calls Initialize, DetachOwner and Destroy.
+//   The window thread, started by Initialize, runs the message loop; it alone calls the provider's StatusChanged and
+//   fills the credential, both under m_owner. WM_EXIT_THREAD ends it. Exit code: 0, or the HRESULT that stopped it.
+// A thread can outlive the window, in a wait or a call that takes its time. Each therefore holds a reference to this
+// object, and the module; what it finds when it wakes is m_closed set, m_hWnd null, m_owner and m_painting closed.
+#pragma once
+
+#include "FPData.h"
+#include "Messages.h"
+#include "ModuleThread.h"
+#include "PromptArt.h"
+#include "Rundown.h"
+#include "StopFlag.h"
+
+#include <windows.h>
+
+#include <atomic>
+
+class CVexaFPCredential;
+class CVexaFPProvider;
+
+inline constexpr UINT WM_FINGERPRINT = WM_USER + 1; // wParam 0: g_FPData holds an identified user; 1: withdrawn
+inline constexpr UINT WM_PROMPT = WM_USER + 2;      // wParam 1: wrong-password prompt; other: redraw the prompt
+inline constexpr UINT WM_EXIT_THREAD = WM_USER + 3; // ends the message loop
+
+class CCommandWindow {
+public:
+    CCommandWindow();
+    CCommandWindow(const CCommandWindow&) = delete;
+    CCommandWindow& operator=(const CCommandWindow&) = delete;
+
+    /// Not owned; set right after construction.
+    void SetCredential(CVexaFPCredential* credential) { m_pCredential = credential; }
+
+    /// Starts the window thread. The provider is released by Destroy, without a reference having been added: meant.
+    HRESULT Initialize(CVexaFPProvider* provider);
+
+    /// From its return on, no thread touches provider or credential. Waits for one that is inside either.
+    void DetachOwner();
+
+    /// Stops workers and window in order, and gives up the owner's hold: what others would do in a destructor, but
+    /// the memory stays until the last thread has left it. Takes as long as DeamonThread, 5000 ms at most.
+    void Destroy();
+
+    // --- For the window's own threads -------------------------------------------------------------------------
+
+    HWND Window() const { return m_hWnd; }
+
+    StopState ReadStop() const { return g_bExit.Read(m_closed); }
+    StopState TakeStop() { return g_bExit.Take(m_closed); }
+    bool IsClosed() const { return ReadStop() == StopState::Closed; }
+
+    /// Makes `data` the identified user, and wipes it where it was. False, and nothing stored, when the window is
+    /// closed: the record may serve a newer window by then.
+    bool StoreUser(FPData& data);
+
+    /// Has the window check and submit the identified user; returns when it has.
+    void SendFingerprint() const { SendMessageW(m_hWnd, WM_FINGERPRINT, 0, 0); }
+
+    /// Shows the text of a role; returns when it is drawn.
+    void ShowPrompt(MessageRole role);
+
+    void Hide() const { ShowWindow(m_hWnd, SW_HIDE); }
+
+    /// Counts a match and returns the number of them so far.
+    DWORD CountIdentification() { return ++m_identificationCount; }
+
+    /// Starts Body(this window) on a thread that holds module and window until it has ended.
+    template <DWORD (*Body)(void* window)>
+    KernelHandle StartThread()
+    {
+        AddRef();
+        KernelHandle thread = ModuleThread::Start<&RunThread<Body>>(this);
+        if (!thread) {
+            const DWORD error = GetLastError();
+            Release();
+            SetLastError(error);
+        }
+        return thread;
+    }
+
+private:
+    ~CCommandWindow() = default;
+
+    void AddRef() { InterlockedIncrement(&m_refCount); }
+    void Release();
+
+    template <DWORD (*Body)(void* window)>
+    static DWORD RunThread(void* window)
+    {
+        const DWORD exitCode = Body(window);
+        static_cast<CCommandWindow*>(window)->Release();
+        return exitCode;
+    }
+
+    static DWORD ThreadProc(void* window);
+    HRESULT RunWindow();
+    HRESULT InitInstance();
+    void RunMessageLoop(HWND window);
+    void EndWindow(HWND window);
+
+    static LRESULT CALLBACK WndProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    void OnFingerprint(HWND window, WPARAM wParam);
+    void OnPrompt(HWND window, WPARAM wParam);
+    void OnPowerBroadcast(HWND window, WPARAM wParam);
+    void OnPaint(HWND window);
+    void ShowWrongPassword();
+    void ReportStatus(DWORD connectStatus);
+
+    static constexpr int PromptUnits = 256;
+
+    LCID m_lcid = 0; // the system's default locale
+    std::atomic<HWND> m_hWnd = nullptr;
+    HINSTANCE m_hInstance = nullptr;
+    PromptArt m_art;
+    KernelHandle m_hThread;
+    DWORD m_identificationCount = 0;
+    WCHAR m_wszPrompt[PromptUnits] = {};
+    CVexaFPProvider* m_pProvider = nullptr;
+    CVexaFPCredential* m_pCredential = nullptr;
+
+    LONG m_refCount = 1;   // the owner and every running thread
+    bool m_closed = false; // guarded by g_bExit's lock
+    Rundown m_owner;       // provider and credential
+    Rundown m_painting;    // m_art
+};
+
+/// The latest window, or null. Only its presence is looked at.
+extern std::atomic<CCommandWindow*> g_pCommandWindow;
+
+/// The window's handle for the credential, which hides it.
+extern std::atomic<HWND> g_hEventWindow;

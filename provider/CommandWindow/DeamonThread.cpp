@@ -1,0 +1,133 @@
+// The watchdog: keeps the services and the identification thread running.
+#include "Workers.h"
+
+#include "CommandWindow.h"
+#include "LogFile.h"
+#include "Service.h"
+
+namespace {
+
+constexpr char LogSource[] = "CommandWindow.cpp";
+constexpr char Label[] = "DeamonThread";
+
+constexpr DWORD Pause = 200;      // ms
+constexpr DWORD WatchSlice = 5000; // ms
+constexpr int RunLimit = 3;
+
+SRWLOCK g_handleLock = SRWLOCK_INIT;
+KernelHandle g_hDeamonThread;
+
+/// How watching one run of ThreadFP ended.
+enum class Watched {
+    End,    // nothing is left to watch
+    Failed, // ThreadFP is to be started again
+};
+
+void RestartStoppedServices()
+{
+    // Only the fingerprint service is restarted, also when it is the sensor's that is down; nobody waits for the
+    // commands beyond the pauses, nor looks at their results.
+    const int sensorService = IsServiceRunning(L"vcsFPService");
+    const int fingerprintService = sensorService != 0 ? IsServiceRunning(L"VexaFPService") : 0;
+    if (sensorService != 0 && fingerprintService != 0)
+        return;
+    FP_LOG(Label, L"vcsFPService stopped %d %d", sensorService, fingerprintService);
+    WinExec("net stop VexaFPService", SW_HIDE);
+    Sleep(Pause);
+    WinExec("net start VexaFPService", SW_HIDE);
+    Sleep(Pause);
+}
+
+DWORD ExitCodeOf(const KernelHandle& thread)
+{
+    DWORD exitCode = 0;
+    GetExitCodeThread(thread.Get(), &exitCode);
+    return exitCode;
+}
+
+/// The window is about to go: gives ThreadFP time to notice. True when it ended deliberately.
+bool AwaitStop(const KernelHandle& thread)
+{
+    // Nothing is terminated; the texts bracket the wait.
+    FP_LOG(Label, L"TerminateThread 1");
+    const DWORD waited = WaitForSingleObject(thread.Get(), WatchSlice);
+    FP_LOG(Label, L"TerminateThread 2");
+    return waited == WAIT_OBJECT_0 && ExitCodeOf(thread) == 0;
+}
+
+Watched Watch(CCommandWindow& window, KernelHandle& thread)
+{
+    for (;;) {
+        const StopState stop = window.TakeStop();
+        if (stop == StopState::Closed)
+            return Watched::End;
+        if (stop == StopState::Stop && AwaitStop(thread)) {
+            thread.Release(); // left open: meant
+            return Watched::End;
+        }
+        const DWORD waited = WaitForSingleObject(thread.Get(), WatchSlice);
+        if (waited == WAIT_OBJECT_0)
+            break;
+        if (waited != WAIT_TIMEOUT) {
+            thread.Release();
+            return Watched::Failed;
+        }
+        FP_LOG(Label, L"WAIT_TIMEOUT");
+    }
+    FP_LOG(Label, L"WAIT_OBJECT_0");
+    if (ExitCodeOf(thread) != 0)
+        return Watched::Failed;
+    FP_LOG(Label, L"GetExitCodeThread 0");
+    thread.Release();
+    return Watched::End;
+}
+
+Watched RunThreadFP(CCommandWindow& window)
+{
+    KernelHandle thread = window.StartThread<ThreadFP>();
+    return thread ? Watch(window, thread) : Watched::Failed;
+}
+
+} // namespace
+
+DWORD DeamonThread(void* argument)
+{
+    auto& window = *static_cast<CCommandWindow*>(argument);
+    FP_LOG(Label, L"start");
+    for (int failures = 0; failures < RunLimit;) {
+        RestartStoppedServices();
+        if (window.IsClosed() || RunThreadFP(window) == Watched::End || window.IsClosed())
+            return 0;
+        FP_LOG(Label, L"GetExitCodeThread != 0");
+        Sleep(Pause);
+        ++failures;
+    }
+    window.ShowPrompt(MSG_SENSOR_FAILED);
+    FP_LOG(Label, L"end");
+    return 0;
+}
+
+void StartDeamonThread(CCommandWindow& window)
+{
+    KernelHandle thread = window.StartThread<DeamonThread>();
+    AcquireSRWLockExclusive(&g_handleLock);
+    std::swap(g_hDeamonThread, thread);
+    ReleaseSRWLockExclusive(&g_handleLock);
+}
+
+bool HasDeamonThreadEnded()
+{
+    AcquireSRWLockExclusive(&g_handleLock);
+    const bool ended = g_hDeamonThread && WaitForSingleObject(g_hDeamonThread.Get(), 0) == WAIT_OBJECT_0;
+    ReleaseSRWLockExclusive(&g_handleLock);
+    return ended;
+}
+
+void WaitForDeamonThread(DWORD timeout)
+{
+    AcquireSRWLockExclusive(&g_handleLock);
+    const KernelHandle thread = std::move(g_hDeamonThread);
+    ReleaseSRWLockExclusive(&g_handleLock);
+    if (thread)
+        WaitForSingleObject(thread.Get(), timeout);
+}

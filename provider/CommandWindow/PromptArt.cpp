@@ -1,0 +1,149 @@
+#include "PromptArt.h"
+
+#include "PromptLayout.h"
+
+#include <objbase.h>
+
+#include <cstring>
+
+using namespace Gdip;
+
+namespace {
+
+constexpr wchar_t ModuleName[] = L"VexaFPCredentialProvider.DLL";
+constexpr wchar_t FontName[] = L"Arial";
+constexpr float FontSize = 12.0F; // pixels
+constexpr Gdiplus::ARGB TextColor = 0xFFFFFFFF;
+
+Bitmap LoadBitmapResource(HMODULE module, UINT id)
+{
+    Bitmap bitmap;
+    const HBITMAP loaded = LoadBitmapW(module, MAKEINTRESOURCEW(id));
+    if (loaded != nullptr) {
+        Flat::GdipCreateBitmapFromHBITMAP(loaded, nullptr, bitmap.Put());
+        DeleteObject(loaded);
+    }
+    return bitmap;
+}
+
+/// A fixed block with the resource's bytes, or null.
+HGLOBAL CopyResource(HMODULE module, HRSRC resource, HGLOBAL loaded)
+{
+    const DWORD size = SizeofResource(module, resource);
+    const void* bytes = LockResource(loaded);
+    HGLOBAL block = GlobalAlloc(GMEM_FIXED, size);
+    if (block != nullptr && bytes != nullptr)
+        std::memcpy(block, bytes, size);
+    return block;
+}
+
+Bitmap LoadStreamedResource(HMODULE module, UINT id, const wchar_t* type)
+{
+    Bitmap bitmap;
+    const HRSRC resource = FindResourceW(module, MAKEINTRESOURCEW(id), type);
+    if (resource == nullptr)
+        return bitmap;
+    const HGLOBAL loaded = LoadResource(module, resource);
+    if (loaded == nullptr)
+        return bitmap;
+    // The block is never freed: the image may read its stream for its whole life.
+    const HGLOBAL block = CopyResource(module, resource, loaded);
+    IStream* stream = nullptr;
+    if (block != nullptr && SUCCEEDED(CreateStreamOnHGlobal(block, FALSE, &stream))) {
+        Flat::GdipCreateBitmapFromStream(stream, bitmap.Put());
+        stream->Release();
+    }
+    FreeResource(loaded);
+    return bitmap;
+}
+
+} // namespace
+
+void PromptArt::CreateFormat()
+{
+    NoteFormatStatus(Flat::GdipCreateStringFormat(0, LANG_NEUTRAL, m_format.Put()));
+}
+
+void PromptArt::Start()
+{
+    const Gdiplus::GdiplusStartupInput input;
+    if (Gdiplus::GdiplusStartup(&m_gdiplusToken, &input, nullptr) != Gdiplus::Ok)
+        m_gdiplusToken = 0;
+    // GDI+ may refuse a format while nobody in the process has started it.
+    if (!m_format)
+        CreateFormat();
+    NoteFormatStatus(Flat::GdipSetStringFormatAlign(m_format.Get(), Gdiplus::StringAlignmentNear));
+    NoteFormatStatus(Flat::GdipSetStringFormatLineAlign(m_format.Get(), Gdiplus::StringAlignmentNear));
+
+    FontFamily family;
+    if (Flat::GdipCreateFontFamilyFromName(FontName, nullptr, family.Put()) != Gdiplus::Ok)
+        Flat::GdipGetGenericFontFamilySansSerif(family.Put());
+    Flat::GdipCreateFont(family.Get(), FontSize, Gdiplus::FontStyleBold, Gdiplus::UnitPixel, m_font.Put());
+}
+
+void PromptArt::LoadImageResource(UINT id, const wchar_t* type)
+{
+    const HMODULE module = GetModuleHandleW(ModuleName);
+    m_image = type == RT_BITMAP ? LoadBitmapResource(module, id) : LoadStreamedResource(module, id, type);
+}
+
+void PromptArt::Paint(HWND window, const wchar_t* text) const
+{
+    const PromptLayout layout = LayOutPrompt(MeasureText(text));
+    PAINTSTRUCT paint;
+    const HDC context = BeginPaint(window, &paint);
+    Graphics graphics;
+    Flat::GdipCreateFromHDC(context, graphics.Put());
+    if (graphics) {
+        if (m_image)
+            Flat::GdipDrawImageRectI(graphics.Get(), m_image.Get(), layout.imageLeft, ImageTop, ImageSize,
+                                     ImageSize);
+        DrawText(graphics.Get(), text, layout.textLeft);
+    }
+    EndPaint(window, &paint);
+}
+
+void PromptArt::DrawText(Gdiplus::GpGraphics* graphics, const wchar_t* text, int left) const
+{
+    // One bit per pixel: a smoothed edge would be blended with the colour key and show.
+    Flat::GdipSetTextRenderingHint(graphics, Gdiplus::TextRenderingHintSingleBitPerPixelGridFit);
+    SolidFill brush;
+    Flat::GdipCreateSolidFill(TextColor, brush.Put());
+    const Gdiplus::RectF place(static_cast<float>(left), TextTop, 0.0F, 0.0F);
+    Flat::GdipDrawString(graphics, text, -1, m_font.Get(), &place, m_format.Get(), brush.Get());
+}
+
+float PromptArt::MeasureText(const wchar_t* text) const
+{
+    FontFamily family;
+    Gdiplus::REAL size = 0.0F;
+    INT style = 0;
+    Path path;
+    Gdiplus::RectF bounds;
+    const Gdiplus::RectF place;
+    if (Flat::GdipGetFamily(m_font.Get(), family.Put()) != Gdiplus::Ok ||
+        Flat::GdipGetFontSize(m_font.Get(), &size) != Gdiplus::Ok ||
+        Flat::GdipGetFontStyle(m_font.Get(), &style) != Gdiplus::Ok ||
+        Flat::GdipCreatePath(Gdiplus::FillModeAlternate, path.Put()) != Gdiplus::Ok ||
+        Flat::GdipAddPathString(path.Get(), text, -1, family.Get(), style, size, &place, m_format.Get()) !=
+            Gdiplus::Ok ||
+        Flat::GdipGetPathWorldBounds(path.Get(), &bounds, nullptr, nullptr) != Gdiplus::Ok)
+        return 0.0F;
+    return bounds.Width;
+}
+
+void PromptArt::Shutdown()
+{
+    m_image.Reset();
+    m_font.Reset();
+    m_format.Reset();
+    if (m_gdiplusToken != 0)
+        Gdiplus::GdiplusShutdown(m_gdiplusToken);
+    m_gdiplusToken = 0;
+}
+
+void PromptArt::NoteFormatStatus(Gdiplus::GpStatus status)
+{
+    if (status != Gdiplus::Ok)
+        m_formatStatus = status;
+}
