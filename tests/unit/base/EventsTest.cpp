@@ -4,41 +4,26 @@
 #include "LogFixture.h"
 
 #include <aclapi.h>
-#include <doctest/doctest.h>
-
-#include <cstdio>
 
 namespace {
 
 constexpr char ServiceEventName[] = "Global\\{D3368B8A-2EA4-49d7-A2B0-6F711BAD3DB9}";
-
-std::wstring LogLine(const char* label, const wchar_t* format, const void* pointer = nullptr)
-{
-    wchar_t line[256];
-    swprintf(line, std::size(line), L" ..\\..\\base\\common.cpp %hs : ", label);
-    wchar_t message[256];
-    swprintf(message, std::size(message), format,
-             static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(pointer)));
-    return std::wstring(line) + message;
-}
+const std::wstring Source = LR"( ..\..\base\common.cpp )";
 
 TEST_CASE("the credential-service event is one auto-reset object that everyone may use")
 {
     const CapturedLog log;
     const KernelHandle event(createCredetialSeviceEvent());
-    REQUIRE(event);
-    const void* function = reinterpret_cast<const void*>(&createCredetialSeviceEvent);
-    CHECK(log.Lines() == std::vector{
-                             LogLine("createCredetialSeviceEvent", L"start"),
-                             LogLine("GetSecurityEveryOne", L"start"),
-                             LogLine("createCredetialSeviceEvent", L"credetialServiceEvent = 0x%x", function),
-                         });
+    wchar_t address[32];
+    _snwprintf(address, std::size(address), L"0x%x",
+               unsigned(reinterpret_cast<std::uintptr_t>(&createCredetialSeviceEvent)));
+    const std::wstring label = Source + L"createCredetialSeviceEvent : ";
+    CHECK(log.Lines() == std::vector{label + L"start", Source + L"GetSecurityEveryOne : start",
+                                     label + L"credetialServiceEvent = " + address});
 
     const KernelHandle second(createCredetialSeviceEvent());
     const KernelHandle byName(OpenEventA(EVENT_ALL_ACCESS, FALSE, ServiceEventName));
-    REQUIRE(second);
-    REQUIRE(byName);
-    CHECK(second.Get() != event.Get());
+    REQUIRE((event && second && byName));
     CHECK(WaitForSingleObject(event.Get(), 0) == WAIT_TIMEOUT);
     SetEvent(byName.Get());
     CHECK(WaitForSingleObject(second.Get(), 0) == WAIT_OBJECT_0);
@@ -60,42 +45,36 @@ TEST_CASE("the credential-service event is one auto-reset object that everyone m
     LocalFree(descriptor);
 }
 
-TEST_CASE("waiting for the credential-service event")
+DWORD WINAPI Wait(void*)
 {
-    const CapturedLog log;
-    SUBCASE("returns at once when there is none")
-    {
-        waitCredetialSeviceEvent();
-        CHECK(log.Lines() ==
-              std::vector{LogLine("waitCredetialSeviceEvent", L"waitCredetialSeviceEvent == 0x0")});
-    }
-    SUBCASE("lasts until it is signalled and keeps no handle")
-    {
-        KernelHandle event(createCredetialSeviceEvent());
-        const KernelHandle thread(CreateThread(
-            nullptr, 0,
-            [](void*) -> DWORD {
-                waitCredetialSeviceEvent();
-                return 0;
-            },
-            nullptr, 0, nullptr));
-        CHECK(WaitForSingleObject(thread.Get(), 200) == WAIT_TIMEOUT);
-        SetEvent(event.Get());
-        REQUIRE(WaitForSingleObject(thread.Get(), 5000) == WAIT_OBJECT_0);
-        CHECK(WaitForSingleObject(event.Get(), 0) == WAIT_TIMEOUT);
+    waitCredetialSeviceEvent();
+    return 0;
+}
 
-        const std::vector<std::wstring> lines = log.Lines();
-        REQUIRE(lines.size() == 6);
-        CHECK(lines[3].starts_with(LogLine("waitCredetialSeviceEvent", L"waitCredetialSeviceEvent == 0x")));
-        CHECK_FALSE(lines[3].ends_with(L" 0x0"));
-        CHECK(lines[4] == LogLine("waitCredetialSeviceEvent", L"waitCredetialSeviceEvent enter"));
-        CHECK(lines[5] == LogLine("waitCredetialSeviceEvent", L"waitCredetialSeviceEvent leave"));
+TEST_CASE("waiting for the credential-service event lasts until it is signalled and keeps no handle")
+{
+    const std::wstring label = Source + L"waitCredetialSeviceEvent : waitCredetialSeviceEvent ";
+    CapturedLog log;
+    waitCredetialSeviceEvent();
+    CHECK(log.Lines() == std::vector{label + L"== 0x0"});
 
-        event.Reset();
-        SetLastError(0xDEADBEEF);
-        CHECK(OpenEventA(SYNCHRONIZE, FALSE, ServiceEventName) == nullptr);
-        CHECK(GetLastError() == ERROR_FILE_NOT_FOUND);
-    }
+    KernelHandle event(createCredetialSeviceEvent());
+    const KernelHandle thread(CreateThread(nullptr, 0, Wait, nullptr, 0, nullptr));
+    CHECK(WaitForSingleObject(thread.Get(), 200) == WAIT_TIMEOUT);
+    SetEvent(event.Get());
+    REQUIRE(WaitForSingleObject(thread.Get(), 5000) == WAIT_OBJECT_0);
+    CHECK(WaitForSingleObject(event.Get(), 0) == WAIT_TIMEOUT);
+    const std::vector<std::wstring> lines = log.Lines();
+    REQUIRE(lines.size() == 7);
+    CHECK(lines[4].starts_with(label + L"== 0x"));
+    CHECK(lines[4] != label + L"== 0x0");
+    CHECK(lines[5] == label + L"enter");
+    CHECK(lines[6] == label + L"leave");
+
+    event.Reset();
+    SetLastError(0xDEADBEEF);
+    CHECK(OpenEventA(SYNCHRONIZE, FALSE, ServiceEventName) == nullptr);
+    CHECK(GetLastError() == ERROR_FILE_NOT_FOUND);
 }
 
 } // namespace

@@ -2,66 +2,63 @@
 
 #include "Handle.h"
 
-#include <doctest/doctest.h>
-
+#include <algorithm>
 #include <ctime>
 
 namespace {
 
 constexpr char LogSource[] = "Source.cpp";
 
-/// The local time between two readings of the clock, in the given format.
-bool IsTimeBetween(std::time_t from, std::time_t to, const char* format, const std::string& text)
-{
-    for (std::time_t time = from; time <= to; ++time) {
-        char expected[32];
-        std::strftime(expected, sizeof expected, format, std::localtime(&time));
-        if (text == expected)
-            return true;
+/// The folders are missing before and after each test.
+struct Folders {
+    const fs::path log = fs::temp_directory_path() / "vexa-log";
+    const fs::path other = fs::temp_directory_path() / "vexa-log-other";
+
+    Folders() { Remove(); }
+    ~Folders() { Remove(); }
+    void Remove() const
+    {
+        fs::remove_all(log);
+        fs::remove_all(other);
     }
-    return false;
+};
+
+std::wstring LocalTime(std::time_t time, const wchar_t* format)
+{
+    wchar_t text[32];
+    return std::wstring(text, std::wcsftime(text, std::size(text), format, std::localtime(&time)));
 }
 
-std::string Narrow(const std::wstring& text)
+TEST_CASE_FIXTURE(Folders, "the log folder's existence is the switch")
 {
-    return std::string(text.begin(), text.end());
-}
-
-TEST_CASE("the log folder's existence is the switch")
-{
-    const ScratchFolder folder("vexa-log");
-    const ScratchFolder other("vexa-log-2");
-    CLogFile log;
-    CHECK(log.Write(2, L"nowhere") == CLogFile::NO_FOLDER);
-
-    std::string name = folder.path.string();
-    log.SetLogDir(std::move(name));
+    CLogFile writer;
+    CHECK(writer.Write(2, L"nowhere") == CLogFile::NO_FOLDER);
+    std::string name = log.string();
+    writer.SetLogDir(std::move(name));
     CHECK(name.empty());
-    CHECK(log.Write(2, L"nowhere") == CLogFile::NO_FOLDER);
-    CHECK_FALSE(fs::exists(folder.path));
+    CHECK(writer.Write(2, L"nowhere") == CLogFile::NO_FOLDER);
+    CHECK_FALSE(fs::exists(log));
 
-    folder.Create();
+    fs::create_directory(log);
     const std::time_t before = std::time(nullptr);
-    CHECK(log.Write(2, L"first %s %d", L"w\u00EFde \u4E2D", 5) == CLogFile::WRITTEN);
-    const std::time_t after = std::time(nullptr);
-    const std::wstring text = ReadText(folder.path);
-    CHECK(IsTimeBetween(before, after, "%H:%M:%S ", Narrow(text.substr(0, 9))));
-    CHECK(text.substr(9) == L"first w\u00EFde \u4E2D 5\r\n");
-    const std::string file = fs::directory_iterator(folder.path)->path().filename().string();
-    CHECK(IsTimeBetween(before, after, "%H-%M-%S.txt", file));
+    CHECK(writer.Write(2, L"first %s %d", L"w\u00EFde \u4E2D", 5) == CLogFile::WRITTEN);
+    const std::time_t time = fs::exists(log / LocalTime(before, L"%H-%M-%S.txt")) ? before : before + 1;
+    const std::wstring file = LocalTime(time, L"%H-%M-%S.txt");
+    CHECK(fs::file_size(log / file) == sizeof(wchar_t) * std::size(L"14:03:59 first w\u00EFde \u4E2D 5\r"));
+    CHECK(ReadLines(log) == std::vector{LocalTime(time, L"%H:%M:%S ") + L"first w\u00EFde \u4E2D 5"});
 
     // A folder that is gone loses its own lines only, and the file's name stays for life.
     Sleep(1100);
-    log.SetLogDir(other.path.string());
-    CHECK(log.Write(2, L"lost") == CLogFile::NO_FOLDER);
-    other.Create();
-    CHECK(log.Write(2, L"elsewhere") == CLogFile::WRITTEN);
-    CHECK(fs::exists(other.path / file));
-    CHECK(fs::remove(folder.path / file));
-    log.SetLogDir(folder.path.string());
-    CHECK(log.Write(2, L"again") == CLogFile::WRITTEN);
-    CHECK(fs::exists(folder.path / file));
-    CHECK(ReadText(folder.path).substr(9) == L"again\r\n");
+    writer.SetLogDir(other.string());
+    CHECK(writer.Write(2, L"lost") == CLogFile::NO_FOLDER);
+    fs::create_directory(other);
+    CHECK(writer.Write(2, L"elsewhere") == CLogFile::WRITTEN);
+    CHECK(fs::exists(other / file));
+    CHECK(fs::remove(log / file));
+    writer.SetLogDir(log.string());
+    CHECK(writer.Write(2, L"again") == CLogFile::WRITTEN);
+    CHECK(fs::exists(log / file));
+    CHECK(ReadLines(log).size() == 1);
 }
 
 TEST_CASE("a logging statement is decorated as the flags ask")
@@ -85,97 +82,84 @@ TEST_CASE("an over-long line keeps its first 255 units and harms no other")
 {
     const CapturedLog log;
     const std::wstring letters(700, L'x');
-    for (const std::size_t length : {254u, 255u, 256u, 700u})
+    for (const std::size_t length : {254u, 255u, 256u, 700u}) {
         CHECK(g_Log.Write(2, L"%s", letters.substr(0, length).c_str()) == CLogFile::WRITTEN);
+        CHECK(log.Lines().back() == letters.substr(0, length).substr(0, 255));
+    }
     FP_LOG("Label", letters.c_str());
+    CHECK(log.Lines().back() == (L" Source.cpp Label : " + letters).substr(0, 255));
     FP_LOG("Label", L"short");
-
-    std::vector<std::wstring> lines = log.Lines();
-    REQUIRE(lines.size() == 6);
-    CHECK(lines[0] == letters.substr(0, 254));
-    for (int i = 1; i <= 3; ++i)
-        CHECK(lines[i] == letters.substr(0, 255));
-    CHECK(lines[4] == (L" Source.cpp Label : " + letters).substr(0, 255));
-    CHECK(lines[5] == L" Source.cpp Label : short");
+    CHECK(log.Lines().back() == L" Source.cpp Label : short");
+    CHECK(log.Lines().size() == 6);
 }
 
-TEST_CASE("mode and level choose among log and fallback folder")
+TEST_CASE_FIXTURE(Folders, "mode and level choose among log and fallback folder")
 {
     struct Row {
         std::uint8_t mode;
         std::uint32_t level;
-        bool logDir, altDir;
+        bool logExists, otherExists;
         std::uint32_t result;
-        int logLines, altLines;
+        std::size_t logLines, otherLines;
     };
-    for (const Row& row : {
-             Row{1, 2, true, true, CLogFile::WRITTEN, 1, 0},
-             Row{1, 2, false, true, CLogFile::WRITTEN, 0, 1},
-             Row{1, 7, false, true, CLogFile::WRITTEN, 0, 1},
-             Row{1, 2, false, false, CLogFile::NO_FOLDER, 0, 0},
-             Row{2, 2, true, true, CLogFile::WRITTEN, 1, 0},
-             Row{2, 2, false, true, CLogFile::WRITTEN, 0, 0},
-             Row{2, 1, false, true, CLogFile::WRITTEN, 0, 1},
-             Row{0, 1, false, false, CLogFile::NO_FOLDER, 0, 0},
-             Row{2, 3, true, true, CLogFile::NO_STREAM, 0, 0},
-         }) {
-        CAPTURE(int(row.mode));
-        CAPTURE(row.level);
-        const ScratchFolder logDir("vexa-log");
-        const ScratchFolder altDir("vexa-alt");
-        if (row.logDir)
-            logDir.Create();
-        if (row.altDir)
-            altDir.Create();
-        CLogFile log;
-        log.SetLogDir(logDir.path.string());
-        log.SetAltDir(altDir.path.string(), "alt.txt");
-        log.SetMode(row.mode);
-        CHECK(log.Write(row.level, L"line") == row.result);
-        CHECK(int(ReadLines(logDir.path).size()) == row.logLines);
-        CHECK(int(ReadLines(altDir.path).size()) == row.altLines);
-        CHECK(fs::exists(altDir.path / "alt.txt") == (row.altLines > 0));
+    // clang-format off
+    constexpr Row Rows[] = {
+        {1, 2, true,  true,  CLogFile::WRITTEN,   1, 0},
+        {1, 2, false, true,  CLogFile::WRITTEN,   0, 1},
+        {1, 7, false, true,  CLogFile::WRITTEN,   0, 1},
+        {2, 2, true,  true,  CLogFile::WRITTEN,   1, 0},
+        {2, 2, false, true,  CLogFile::WRITTEN,   0, 0},
+        {2, 1, false, true,  CLogFile::WRITTEN,   0, 1},
+        {2, 1, false, false, CLogFile::NO_FOLDER, 0, 0},
+        {2, 3, true,  true,  CLogFile::NO_STREAM, 0, 0},
+    };
+    // clang-format on
+    for (const Row& row : Rows) {
+        CAPTURE(&row - Rows);
+        Remove();
+        if (row.logExists)
+            fs::create_directory(log);
+        if (row.otherExists)
+            fs::create_directories(other / "taken");
+        CLogFile writer;
+        writer.SetLogDir(log.string());
+        writer.SetAltDir(other.string(), "other.txt");
+        writer.SetMode(row.mode);
+        CHECK(writer.Write(row.level, L"line") == row.result);
+        CHECK(ReadLines(log).size() == row.logLines);
+        CHECK(fs::exists(other / "other.txt") == (row.otherLines > 0));
+        CHECK(ReadLines(other).size() == row.otherLines);
     }
-
     // A file that can't be opened drops the line, nothing more.
-    const ScratchFolder folder("vexa-alt");
-    folder.Create();
-    fs::create_directory(folder.path / "taken");
-    CLogFile log;
-    log.SetAltDir(folder.path.string(), "taken");
-    CHECK(log.Write(2, L"line") == CLogFile::NO_STREAM);
-    log.SetAltDir(folder.path.string(), "free.txt");
-    CHECK(log.Write(2, L"line") == CLogFile::WRITTEN);
+    CLogFile writer;
+    writer.SetAltDir(other.string(), "taken");
+    CHECK(writer.Write(2, L"line") == CLogFile::NO_STREAM);
+    writer.SetAltDir(other.string(), "free.txt");
+    CHECK(writer.Write(2, L"line") == CLogFile::WRITTEN);
+}
+
+DWORD WINAPI WriteLines(void* letter)
+{
+    const std::wstring filler(40, static_cast<wchar_t>(reinterpret_cast<std::uintptr_t>(letter)));
+    for (int line = 0; line < 50; ++line)
+        FP_LOG("Thread", L"%s", filler.c_str());
+    return 0;
 }
 
 TEST_CASE("lines of several threads never interleave")
 {
-    constexpr int Threads = 4;
-    constexpr int LinesPerThread = 50;
     const CapturedLog log;
+    const std::wstring letters = L"ABCD";
     std::vector<KernelHandle> threads;
-    for (int i = 0; i < Threads; ++i) {
-        const auto body = [](void* argument) -> DWORD {
-            const std::wstring filler(40, static_cast<wchar_t>(reinterpret_cast<std::uintptr_t>(argument)));
-            for (int line = 0; line < LinesPerThread; ++line)
-                FP_LOG("Thread", L"%s", filler.c_str());
-            return 0;
-        };
-        threads.emplace_back(
-            CreateThread(nullptr, 0, body, reinterpret_cast<void*>(std::uintptr_t(L'A' + i)), 0, nullptr));
-    }
+    for (const wchar_t letter : letters)
+        threads.emplace_back(CreateThread(nullptr, 0, WriteLines,
+                                          reinterpret_cast<void*>(std::uintptr_t(letter)), 0, nullptr));
     for (const KernelHandle& thread : threads)
         REQUIRE(WaitForSingleObject(thread.Get(), 60000) == WAIT_OBJECT_0);
-
-    int linesOf[Threads] = {};
-    for (const std::wstring& line : log.Lines()) {
-        const wchar_t letter = line.back();
-        REQUIRE((letter >= L'A' && letter < L'A' + Threads));
-        CHECK(line == L" Source.cpp Thread : " + std::wstring(40, letter));
-        ++linesOf[letter - L'A'];
-    }
-    for (const int count : linesOf)
-        CHECK(count == LinesPerThread);
+    const std::vector<std::wstring> lines = log.Lines();
+    for (const wchar_t letter : letters)
+        CHECK(std::ranges::count(lines, L" Source.cpp Thread : " + std::wstring(40, letter)) == 50);
+    CHECK(lines.size() == 200);
 }
 
 } // namespace
