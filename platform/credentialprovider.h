@@ -140,3 +140,8 @@ struct ICredentialProvider : IUnknown {
     STDMETHOD(GetCredentialCount)(DWORD* pdwCount, DWORD* pdwDefault, BOOL* pbAutoLogonWithDefault) PURE;
     STDMETHOD(GetCredentialAt)(DWORD dwIndex, ICredentialProviderCredential** ppcpc) PURE;
 };
+
+// For __uuidof.
+__CRT_UUID_DECL(ICredentialProvider, 0xd27c3481, 0x5a1c, 0x45b2, 0x8a, 0xaa, 0xc2, 0x0e, 0xbb, 0xe8, 0x22, 0x9e)
+__CRT_UUID_DECL(ICredentialProviderCredential, 0x63913a93, 0x40c1, 0x481a, 0x81, 0x8d, 0x40, 0x72, 0xff, 0x8c,
+                0x70, 0xcc)
