@@ -23,13 +23,13 @@ enum class Watched {
     Failed, // ThreadFP is to be started again
 };
 
-void RestartStoppedServices()
+void RestartStoppedServices(const CCommandWindow& window)
 {
     // Only the fingerprint service is restarted, also when it is the sensor's that is down; nobody waits for the
     // commands beyond the pauses, nor looks at their results.
     const int sensorService = IsServiceRunning(L"vcsFPService");
     const int fingerprintService = sensorService != 0 ? IsServiceRunning(L"VexaFPService") : 0;
-    if (sensorService != 0 && fingerprintService != 0)
+    if ((sensorService != 0 && fingerprintService != 0) || window.IsClosed())
         return;
     FP_LOG(Label, L"vcsFPService stopped %d %d", sensorService, fingerprintService);
     WinExec("net stop VexaFPService", SW_HIDE);
@@ -94,13 +94,14 @@ DWORD DeamonThread(void* argument)
 {
     auto& window = *static_cast<CCommandWindow*>(argument);
     FP_LOG(Label, L"start");
-    for (int failures = 0; failures < RunLimit;) {
-        RestartStoppedServices();
+    for (int failures = 0; failures < RunLimit; ++failures) {
+        RestartStoppedServices(window);
         if (window.IsClosed() || RunThreadFP(window) == Watched::End || window.IsClosed())
             return 0;
         FP_LOG(Label, L"GetExitCodeThread != 0");
         Sleep(Pause);
-        ++failures;
+        if (window.IsClosed())
+            return 0;
     }
     window.ShowPrompt(MSG_SENSOR_FAILED);
     FP_LOG(Label, L"end");
