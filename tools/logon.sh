@@ -7,6 +7,7 @@ user=Anna
 password='Correct-Horse-7'
 transcript=$build/logon-transcript.txt
 log=$build/logon.log
+complaints=$build/logon-errors.txt
 
 # The prompt that asks for a finger, by system language.
 declare -A scan_prompts=(
@@ -31,14 +32,14 @@ manual_logon_prompt='Please manually enter your account information to log in'
 in_windows() {
     local limit=$1
     shift
-    (cd "$build" && exec timeout "$limit" wine "$@" 2>/dev/null) | tr -d '\r'
+    (cd "$build" && exec timeout "$limit" wine "$@" 2>>"$complaints") | tr -d '\r'
 }
 
 tell() {
     in_windows 60 ./FingerprintService.exe tell "$@"
 }
 
-# show NAME: shows both, so that whoever reads the output has the whole story.
+# Shows both, so that whoever reads the output has the whole story.
 show_evidence() {
     say "Transcript"
     cat "$transcript" 2>/dev/null || echo "(none)"
@@ -62,6 +63,11 @@ fail_logon() {
     if ((service_expected)); then
         say "Calls that the fingerprint service received"
         tell report || true
+    fi
+    # Every start of Wine remarks that the 32-bit half is not installed; it is not needed.
+    if grep -v 'wine32\|multiarch needs' "$complaints" >"$complaints.own" 2>/dev/null; then
+        say "Errors"
+        cat "$complaints.own"
     fi
     die "$@"
 }
@@ -94,7 +100,7 @@ prepare_machine() {
     log_folder=$WINEPREFIX/drive_c/CPLog
     service_expected=0
     mkdir -p "$log_folder" "$settings"
-    rm -f "$log_folder"/*.txt "$settings/config.ini" "$transcript" "$log"
+    rm -f "$log_folder"/*.txt "$settings/config.ini" "$transcript" "$log" "$complaints"
     if [[ $variant == lockout ]]; then
         printf '[Public]\r\nLockEnable=1\r\nLockCount=2\r\n' >"$settings/config.ini"
     fi
