@@ -1,0 +1,230 @@
+// Fingers that log their user on, and those that don't.
+#include "ProviderLife.h"
+
+#include "windows/PackedLogon.h"
+
+#include <doctest/doctest.h>
+
+#include <algorithm>
+
+using Texts = std::vector<std::wstring>;
+
+namespace {
+
+struct Answer {
+    DWORD count = 99, standard = 99;
+    BOOL autoLogon = 99;
+};
+
+Answer CredentialCount(ProviderLife& life)
+{
+    Answer answer;
+    CHECK(life.provider->GetCredentialCount(&answer.count, &answer.standard, &answer.autoLogon) == S_OK);
+    return answer;
+}
+
+/// Takes the serialization and checks that it logs `user` on.
+void CheckSerialization(ProviderLife& life, CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario, const std::wstring& domain,
+                        const std::wstring& user)
+{
+    CREDENTIAL_PROVIDER_GET_SERIALIZATION_RESPONSE response{};
+    CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION serialization{};
+    PWSTR statusText = nullptr;
+    CREDENTIAL_PROVIDER_STATUS_ICON icon = CPSI_NONE;
+    REQUIRE(life.credential->GetSerialization(&response, &serialization, &statusText, &icon) == S_OK);
+    CHECK(response == CPGSR_RETURN_CREDENTIAL_FINISHED);
+    const CLSID expectedClass = {
+        0x0ce326a8, 0xc767, 0x433f, {0x82, 0xb9, 0x60, 0x1b, 0x2a, 0x27, 0x32, 0x1e}};
+    const auto logon = simwindows::DecodePackedLogon(serialization, scenario, expectedClass);
+    CHECK(logon.violations.empty());
+    CHECK(logon.domain == domain);
+    CHECK(logon.user == user);
+    CHECK(simwindows::Logon(logon).status == 0);
+    CoTaskMemFree(serialization.rgbSerialization);
+    CHECK(life.credential->ReportResult(0, 0, &statusText, &icon) == E_NOTIMPL);
+}
+
+} // namespace
+
+TEST_CASE("a finger logs its user on")
+{
+    Machine machine;
+    ProviderLife life(machine);
+    CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario = CPUS_LOGON;
+    SUBCASE("at logon") { scenario = CPUS_LOGON; }
+    SUBCASE("at unlock") { scenario = CPUS_UNLOCK_WORKSTATION; }
+    life.Start(scenario);
+    REQUIRE(life.SeePrompt(L"Please scan a finger"));
+    const Answer before = CredentialCount(life);
+    CHECK((before.count == 1 && before.standard == CREDENTIAL_PROVIDER_NO_DEFAULT && before.autoLogon == FALSE));
+
+    machine.Tell(L"place SIMULATED-PC anna secret");
+    REQUIRE(life.sink.WaitFor(1));
+    CHECK_FALSE(life.sink.wrongContext);
+    const Answer after = CredentialCount(life);
+    CHECK((after.count == 1 && after.standard == 0 && after.autoLogon == TRUE));
+    CHECK_FALSE(IsWindowVisible(life.Window()));
+    CheckSerialization(life, scenario, L"SIMULATED-PC", L"anna");
+
+    // Identification goes on after the match, 100 ms later.
+    machine.Tell(L"wait IdentifyEnroll 2");
+    CHECK(machine.Calls() == Texts{L"Probe", L"CaptureStop", L"Probe", L"IsPbaEnable", L"ListEnroll",
+                                   L"IdentifyEnroll", L"IdentifyEnroll"});
+    CHECK(machine.windows.Snapshot().clock.Sleeps() == std::vector<DWORD>{0, 0, 100});
+    CHECK(machine.windows.Snapshot().commands.commands.empty());
+    CHECK(life.sink.changes == 1);
+}
+
+TEST_CASE("the log of one logon, line by line")
+{
+    Machine machine;
+    ProviderLife life(machine);
+    life.StartAndWaitForPrompt();
+    machine.Tell(L"place SIMULATED-PC anna secret");
+    REQUIRE(life.sink.WaitFor(1));
+    CredentialCount(life);
+    CheckSerialization(life, CPUS_LOGON, L"SIMULATED-PC", L"anna");
+    machine.Tell(L"wait IdentifyEnroll 2");
+    REQUIRE(life.EndAndUnload());
+
+    // Each thread's lines are in order; those of different threads may interleave.
+    const Texts identify = {L"ThreadFP(LPVOID lp) Start",
+                            L"CheckDeviceIsEnable start",
+                            L"GetAuthUserCreds Start",
+                            L"GetAuthUserCreds End",
+                            L"GetAuthUserCreds Fail Return code :32",
+                            L"Credential Provider:RPCIdentifyEnroll Start",
+                            L"Credential Provider:SendMessage(pWin->m_hWnd,WM_FINGERPRINT,NULL,NULL); Start",
+                            L"Credential Provider:SendMessage(pWin->m_hWnd,WM_FINGERPRINT,NULL,NULL); End",
+                            L"Credential Provider:RPCIdentifyEnroll End",
+                            L"Credential Provider:RPCIdentifyEnroll Start",
+                            L"g_bExit TRUE",
+                            L"ShowWindow(pWin->m_hWnd,SW_HIDE)"};
+    CHECK(machine.LogOf("ThreadFP") == identify);
+    Texts watch = machine.LogOf("DeamonThread");
+    std::erase(watch, L"WAIT_TIMEOUT"); // as many as the machine was slow
+    std::erase(watch, L"TerminateThread 1");
+    std::erase(watch, L"TerminateThread 2");
+    if (watch.size() == 3)
+        CHECK(watch == Texts{L"start", L"WAIT_OBJECT_0", L"GetExitCodeThread 0"});
+    else
+        CHECK(watch == Texts{L"start"}); // it saw the stop flag first
+    CHECK(machine.LogOf("CCommandWindow::CCommandWindow") == Texts{L"Start", L"End"});
+    CHECK(machine.LogOf("CCommandWindow::~CCommandWindow") == Texts{L"RPCCaptureStop", L"PostMessage  1"});
+    CHECK(machine.LogOf("CCommandWindow::WndProc").back() == L"WM_CLOSE WM_EXIT_THREAD");
+    CHECK(machine.LogOf("CCommandWindow::ThreadProc").back() == L"msg.message == WM_EXIT_THREAD");
+
+    Texts window = machine.LogOf("CCommandWindow::WndProc");
+    std::erase_if(window, [](const std::wstring& text) { return text.starts_with(L"wParam="); });
+    CHECK(window == Texts{L"WM_PROMPT", L"CheckUserAndPwd Start", L"CheckUserAndPwd End",
+                          L"CheckUserAndPwd return is 1", L"WM_CLOSE WM_EXIT_THREAD"});
+
+    // LogonUI's own thread: the whole order.
+    Texts logonUi;
+    for (const LogLine& line : machine.Log()) {
+        const bool provider = line.source == "VexaFPProvider.cpp" && !line.label.ends_with("StatusChanged");
+        if (!provider && line.source != "VexaFPCredential.cpp" && line.source != "..\\..\\base\\common.cpp")
+            continue;
+        const bool address = line.message.starts_with(L"credetialServiceEvent = 0x");
+        const std::string method = line.label.substr(line.label.find("::") == std::string::npos
+                                                         ? 0
+                                                         : line.label.find("::") + 2);
+        logonUi.push_back(std::wstring(method.begin(), method.end()) + L": " +
+                          (address ? L"credetialServiceEvent = 0x" : line.message));
+    }
+    const Texts expected = {L"CVexaFPProvider: g_evnetCreSer = 0x0",
+                            L"createCredetialSeviceEvent: start",
+                            L"GetSecurityEveryOne: start",
+                            L"createCredetialSeviceEvent: credetialServiceEvent = 0x",
+                            L"CVexaFPProvider: break 1",
+                            L"CVexaFPProvider: End",
+                            L"CSample_CreateInstance: return 0x0",
+                            L"SetUsageScenario:  Start",
+                            L"SetUsageScenario:  cpus=1",
+                            L"SetUsageScenario: CPUS_LOGON",
+                            L"SetUsageScenario: CPUS_UNLOCK_WORKSTATION",
+                            L"CVexaFPCredential: Start",
+                            L"Initialize: Start",
+                            L"SetUsageScenario: SetUsageScenario End",
+                            L"Advise: Advise",
+                            L"GetCredentialAt: Start",
+                            L"GetCredentialCount: Start",
+                            L"GetSerialization: CPGSR_RETURN_CREDENTIAL_FINISHED",
+                            L"ReportResult: Start 0 0",
+                            L"UnAdvise: UnAdvise",
+                            L"~CVexaFPProvider: ~CVexaFPProvider()",
+                            L"~CVexaFPCredential: Start"};
+    CHECK(logonUi == expected);
+    for (const LogLine& line : machine.Log()) {
+        const bool window = line.label.starts_with("CCommandWindow") || line.label == "ThreadFP" ||
+                            line.label == "DeamonThread";
+        CHECK((line.source == "CommandWindow.cpp") == window);
+        CHECK(line.message.find(L"secret") == std::wstring::npos);
+    }
+}
+
+TEST_CASE("a wrong password is shown, and the next finger gets its chance")
+{
+    Machine machine;
+    ProviderLife life(machine);
+    life.StartAndWaitForPrompt();
+    machine.Tell(L"place SIMULATED-PC anna wrong");
+    CHECK(life.SeePrompt(L"Wrong password"));
+    CHECK(life.SeePrompt(L"Please swipe your finger over the scanner again."));
+    CHECK(life.sink.changes == 0);
+    machine.Tell(L"place SIMULATED-PC anna secret");
+    REQUIRE(life.sink.WaitFor(1));
+    CheckSerialization(life, CPUS_LOGON, L"SIMULATED-PC", L"anna");
+    machine.Tell(L"wait IdentifyEnroll 3");
+    CHECK(machine.windows.Snapshot().clock.Sleeps() == std::vector<DWORD>{0, 0, 1000, 100, 100});
+    const Texts window = machine.LogOf("CCommandWindow::WndProc");
+    CHECK(std::count(window.begin(), window.end(), L"user anna") == 1);
+}
+
+TEST_CASE("the lock-out limit counts matches, whatever their password")
+{
+    struct Row {
+        int enable, count;
+        unsigned fingers;
+        bool locked;
+    };
+    // A limit of 0 is none, and a limit that is not enabled is 32767.
+    for (const Row& row : {Row{1, 2, 2, true}, Row{1, 0, 3, false}, Row{0, 1, 3, false}}) {
+        CAPTURE(row.enable);
+        CAPTURE(row.count);
+        Machine machine;
+        machine.SetLockOut(row.enable, row.count);
+        ProviderLife life(machine);
+        life.StartAndWaitForPrompt();
+        for (unsigned finger = 0; finger < row.fingers; ++finger)
+            machine.Tell(L"place SIMULATED-PC anna wrong");
+        for (unsigned finger = 0; finger < row.fingers; ++finger)
+            CHECK(life.SeePrompt(L"Please swipe your finger over the scanner again."));
+        if (row.locked) {
+            CHECK(life.SeePrompt(L"Please manually enter your account information to log in"));
+            CHECK(machine.WaitForLog("DeamonThread", L"GetExitCodeThread 0"));
+        } else {
+            machine.Tell(L"wait IdentifyEnroll " + std::to_wstring(row.fingers + 1));
+        }
+        const Texts calls = machine.Calls();
+        CHECK(std::count(calls.begin(), calls.end(), L"IdentifyEnroll") == row.fingers + (row.locked ? 0 : 1));
+    }
+}
+
+TEST_CASE("fields without their terminators are cut, and nothing runs over")
+{
+    Machine machine;
+    ProviderLife life(machine);
+    life.StartAndWaitForPrompt();
+    std::wstring bytes;
+    for (int unit = 0; unit < 193; ++unit)
+        bytes += unit < 66 ? L"7500" : unit < 160 ? L"7000" : L"6400"; // u, p, d
+    machine.Tell(L"record " + bytes);
+    REQUIRE(life.SeePrompt(L"Wrong password"));
+    const auto logons = machine.windows.Snapshot().accounts.logons;
+    REQUIRE(logons.size() == 1);
+    CHECK(logons[0].user == std::wstring(65, L'u'));
+    CHECK(logons[0].password == std::wstring(93, L'p'));
+    CHECK(logons[0].domain == std::wstring(32, L'd'));
+    REQUIRE(machine.WaitForLog("CCommandWindow::WndProc", L"user " + std::wstring(65, L'u')));
+}
