@@ -2,17 +2,15 @@
 
 #include "Guard.h"
 
-namespace {
-
-[[noreturn]] void EndProcessNow()
+void Capture::EndProcessNow() const
 {
+    if (m_lastWords)
+        m_lastWords();
     TerminateProcess(GetCurrentProcess(), ERROR_PROCESS_ABORTED);
     // Termination of the own process may be carried out a moment later; nothing may be answered until then.
     while (true)
         Sleep(INFINITE);
 }
-
-} // namespace
 
 void Capture::Enter(Ticket& ticket)
 {
@@ -101,6 +99,12 @@ void Capture::Die()
     if (!m_blocked.empty())
         EndProcessNow();
     m_dieAtNext = true;
+}
+
+void Capture::OnDeath(void (*lastWords)())
+{
+    Guard guard(m_lock);
+    m_lastWords = lastWords;
 }
 
 void Capture::Reset()

@@ -47,11 +47,14 @@ public:
 
     /// Ends the process without any clean-up if a call blocks now, else in the next call.
     void Die();
+    /// `lastWords` runs right before that end.
+    void OnDeath(void (*lastWords)());
 
     void Reset();
     std::wstring State() const;
 
 private:
+    [[noreturn]] void EndProcessNow() const;
     void Match();
     void AnswerAll(const CaptureAnswer& answer);
 
@@ -62,4 +65,5 @@ private:
     bool m_ignoreStop = false;
     bool m_dieAtNext = false;
     bool m_closed = false;
+    void (*m_lastWords)() = nullptr;
 };

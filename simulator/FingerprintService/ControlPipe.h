@@ -8,7 +8,7 @@ class ControlPipe {
 public:
     ~ControlPipe() { Stop(); }
 
-    /// Last error when the pipe cannot be made.
+    /// ERROR_SUCCESS, or why the pipe cannot be made.
     DWORD Start();
     /// Takes no more commands; waits a bounded time for those under way.
     void Stop();

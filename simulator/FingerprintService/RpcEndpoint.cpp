@@ -67,6 +67,6 @@ void RpcEndpoint::Stop(bool waitForCalls)
     if (!m_registered)
         return;
     m_registered = false;
-    RpcMgmtStopServerListening(nullptr);
     RpcServerUnregisterIf(Service_VexaFP_v1_0_s_ifspec, nullptr, waitForCalls);
+    RpcMgmtStopServerListening(nullptr);
 }

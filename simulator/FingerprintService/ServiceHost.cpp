@@ -55,11 +55,19 @@ private:
 // Controls may come in until the process ends, so the status outlives ServiceMain.
 Status g_status;
 
+// Windows' manager notices at once when a service's process is gone. Not every manager does, so a scripted
+// death reports what would be found.
+void ReportDeath()
+{
+    g_status.Report(SERVICE_STOPPED, ERROR_PROCESS_ABORTED);
+}
+
 void WINAPI ServiceMain(DWORD, wchar_t**)
 {
     if (!g_status.Register())
         return;
     g_status.Report(SERVICE_START_PENDING);
+    Simulation::Instance().Sensor().OnDeath(ReportDeath);
     FingerprintServer server;
     DWORD error = g_name == kFingerprintServiceName ? server.Start() : ERROR_SUCCESS;
     if (error == ERROR_SUCCESS) {
