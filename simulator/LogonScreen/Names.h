@@ -1,0 +1,20 @@
+// Names of the numbers that cross the credential provider interfaces.
+#pragma once
+
+#include <credentialprovider.h>
+
+#include <string>
+
+/// "S_OK", "E_NOTIMPL (0x80004001)", "HRESULT_FROM_WIN32(5) (0x80070005)", or the bare number.
+std::wstring HresultName(HRESULT result);
+/// "STATUS_LOGON_FAILURE (0xC000006D)" or the bare number.
+std::wstring StatusName(NTSTATUS status);
+
+const wchar_t* ScenarioName(CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario);
+const wchar_t* FieldTypeName(CREDENTIAL_PROVIDER_FIELD_TYPE type);
+const wchar_t* FieldStateName(CREDENTIAL_PROVIDER_FIELD_STATE state);
+const wchar_t* InteractiveStateName(CREDENTIAL_PROVIDER_FIELD_INTERACTIVE_STATE state);
+const wchar_t* ResponseName(CREDENTIAL_PROVIDER_GET_SERIALIZATION_RESPONSE response);
+
+/// What a user reads on the logon screen when LSA refuses him; empty for success.
+const wchar_t* StatusMeaning(NTSTATUS status, NTSTATUS substatus);

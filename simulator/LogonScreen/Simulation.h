@@ -1,0 +1,49 @@
+// The simulated Windows around the provider, set up from the command line, and its news in the transcript:
+// prompts drawn, accounts checked, commands run.
+#pragma once
+
+#include "Options.h"
+#include "Transcript.h"
+#include "base/CriticalSection.h"
+#include "windows/SimulatedWindows.h"
+
+#include <optional>
+#include <string>
+
+class Simulation {
+public:
+    /// `activity` is set whenever a prompt appears.
+    Simulation(const Options& options, Transcript& transcript, HANDLE activity);
+    /// The model outlives everything; only its way into this object ends.
+    ~Simulation();
+
+    /// Sets up the machine. False, with `message`, for a failure that can't be arranged.
+    bool SetUp(std::wstring& message);
+
+    void Install(HMODULE module);
+    /// To be called when the module has left the process.
+    void ModuleGone();
+
+    /// Writes what has happened since the last time. From LogonUI's thread.
+    void WriteNews();
+
+    /// Whether a prompt that contains the text has appeared since the life began.
+    bool PromptSeen(const std::wstring& text);
+    void BeginLife();
+
+private:
+    void Prompted(const std::wstring& text);
+    void WriteLogonChecks();
+    void WriteEvents();
+
+    const Options& m_options;
+    Transcript& m_transcript;
+    HANDLE m_activity;
+    std::optional<simwindows::ImportHooks> m_hooks;
+
+    CriticalSection m_newsLock; // keeps one thread's news whole
+    size_t m_logons = 0, m_commands = 0, m_events = 0, m_debug = 0;
+
+    CriticalSection m_promptLock;
+    std::vector<std::wstring> m_prompts;
+};

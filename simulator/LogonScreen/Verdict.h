@@ -1,0 +1,31 @@
+// What a run comes to.
+#pragma once
+
+#include "Findings.h"
+#include "LogonReport.h"
+#include "Options.h"
+
+#include <vector>
+
+enum class ExitStatus {
+    Expected = 0,
+    OtherOutcome = 1,
+    Usage = 2,
+    NoTile = 3,
+    TimeLimit = 4,
+    LeftBehind = 5,
+    Crashed = 6,
+};
+
+/// How one life ended, and what came of it.
+struct LifeResult {
+    enum class End { NotLoaded, NoTile, Reached, TimeLimit, Closed };
+    End end = End::NotLoaded;
+    std::vector<LogonOutcome> logons;
+};
+
+/// The verdict over one life: `leftBehind` and `violations` are those of this life. `why` gets the reason.
+ExitStatus Judge(const Options& options, const LifeResult& life, LONG violations, LONG leftBehind,
+                 std::wstring& why);
+
+const wchar_t* ExitText(ExitStatus status);

@@ -1,0 +1,29 @@
+// Ends the process when the provider does not return from a call, or crashes: a script must get its verdict
+// then too.
+#pragma once
+
+#include "CallLog.h"
+
+class Watchdog {
+public:
+    explicit Watchdog(CallLog& log);
+    ~Watchdog();
+    Watchdog(const Watchdog&) = delete;
+    Watchdog& operator=(const Watchdog&) = delete;
+
+    /// From now on the next Allow has to come within that time.
+    void Allow(DWORD ms);
+
+private:
+    struct TimerPolicy {
+        using Type = PTP_TIMER;
+        static Type Invalid() { return nullptr; }
+        static void Close(Type timer)
+        {
+            SetThreadpoolTimer(timer, nullptr, 0, 0);
+            WaitForThreadpoolTimerCallbacks(timer, TRUE);
+            CloseThreadpoolTimer(timer);
+        }
+    };
+    UniqueResource<TimerPolicy> m_timer;
+};
