@@ -57,7 +57,7 @@ std::wstring UserSection()
     const auto sessionUser = QueryCurrentSession<wchar_t>(WTSUserName);
     if (!sessionUser)
         return {};
-    const std::wstring name = CopyWideText(sessionUser.Get(), UNLEN);
+    std::wstring name = CopyWideText(sessionUser.Get(), UNLEN);
     if (name.empty())
         return {};
 
@@ -73,7 +73,7 @@ std::wstring UserSection()
     if (!LookupAccountNameW(nullptr, name.c_str(), sid, &sidBytes, domain, &domainUnits, &use))
         return name;
     std::wstring local = FindLocalAccount(sid);
-    return local.empty() ? name : local;
+    return local.empty() ? std::move(name) : std::move(local);
 }
 
 /// `section`, or for want of one the user section, which `user` then holds. Null when there is neither.
