@@ -53,11 +53,15 @@ struct AccountsState {
     std::vector<void*> netBuffers;
     /// Calls of NetApiBufferFree with a pointer that was not handed out.
     size_t wrongNetFrees = 0;
+    /// Names that NetUserEnum hands out at once; 0 means all of them.
+    size_t netPageSize = 0;
 
-    /// Names are compared without regard to case. A domain of ".", an empty or a null one asks for the
-    /// computer's own accounts first and takes any other of that name then; "user@domain" is understood too.
+    /// Names are compared without regard to case. A domain of "." means the computer's own accounts;
+    /// an empty one looks there first and elsewhere then, and "user@domain" is understood with it.
     const Account* Find(const std::wstring& domain, const std::wstring& user) const;
     bool IsLocal(const Account& account) const;
+    /// A local account by its name or its alias.
+    const Account* FindLocal(const std::wstring& user) const;
 };
 
 /// What an attempt to log on comes to, in the languages of both Win32 and the LSA.

@@ -41,7 +41,7 @@ namespace simwindows {
 /// Which functions are replaced.
 enum class Group : unsigned {
     None = 0,
-    Accounts = 1,     ///< LogonUserExW, GetComputerNameW, NetUserGetInfo, NetUserEnum, NetApiBufferFree
+    Accounts = 1,     ///< LogonUserExW, GetComputerNameW, LookupAccountNameW, the network user API
     Credentials = 2,  ///< CredProtectW, CredIsProtectedW
     Lsa = 4,          ///< LsaConnectUntrusted, LsaLookupAuthenticationPackage, LsaDeregisterLogonProcess
     Session = 8,      ///< WTSQuerySessionInformationW, WTSFreeMemory
