@@ -99,7 +99,7 @@ void ControlPipe::Accept()
         InterlockedIncrement(&m_connections);
         KernelHandle thread(CreateThread(nullptr, 0, ConnectionThread, connection.get(), 0, nullptr));
         if (thread)
-            connection.release();
+            static_cast<void>(connection.release()); // the thread owns it now
         else
             InterlockedDecrement(&m_connections);
     }

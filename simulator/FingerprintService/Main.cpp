@@ -66,6 +66,7 @@ int Tell(int count, wchar_t** arguments)
 
 } // namespace
 
+// NOLINTNEXTLINE(misc-use-internal-linkage): the C runtime calls it
 int wmain(int argc, wchar_t** argv)
 {
     std::wstring_view mode = argc > 1 ? argv[1] : L"";

@@ -3,6 +3,15 @@
 #include <numeric>
 
 namespace outputs {
+namespace {
+
+/// For texts that are known to fit.
+UserRecord Fitting(std::wstring_view domain, std::wstring_view user, std::wstring_view password)
+{
+    return MakeRecord(domain, user, password).value_or(UserRecord{});
+}
+
+} // namespace
 
 std::array<BYTE, 10> Fingers()
 {
@@ -18,21 +27,26 @@ std::array<BYTE, 16> Backup()
     return bytes;
 }
 
+UserRecord EnrolledUser()
+{
+    return Fitting(L"DOMAIN", L"enrolled-user", L"enrolled-password");
+}
+
 UserRecord IdleUser()
 {
-    return *MakeRecord(L"IDLE-DOMAIN", L"idle-user", L"idle-password");
+    return Fitting(L"IDLE-DOMAIN", L"idle-user", L"idle-password");
 }
 
 UserRecord AuthenticatedUser()
 {
-    return *MakeRecord(L"AUTH-DOMAIN", L"auth-user", L"auth-password");
+    return Fitting(L"AUTH-DOMAIN", L"auth-user", L"auth-password");
 }
 
 UserRecord UserData(std::wstring_view first, std::wstring_view second)
 {
     constexpr UserRecord kSizes = {};
-    return *MakeRecord(second.substr(0, std::size(kSizes.domain) - 1),
-                       first.substr(0, std::size(kSizes.user) - 1), L"user-data");
+    return Fitting(second.substr(0, std::size(kSizes.domain) - 1),
+                   first.substr(0, std::size(kSizes.user) - 1), L"user-data");
 }
 
 } // namespace outputs

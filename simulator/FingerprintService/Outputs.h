@@ -33,6 +33,7 @@ constexpr wchar_t kVersion[] = L"VexaFP simulator 1.0";
 
 std::array<BYTE, 10> Fingers();
 std::array<BYTE, 16> Backup();
+UserRecord EnrolledUser(); ///< the one account enrolled by default
 UserRecord IdleUser();
 UserRecord AuthenticatedUser();
 UserRecord UserData(std::wstring_view first, std::wstring_view second);

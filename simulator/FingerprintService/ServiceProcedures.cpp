@@ -13,11 +13,17 @@ namespace {
 using control::BytesText;
 using control::QuotedText;
 
+/// The name of a procedure, looked up while compiling: a misspelt one does not build.
+struct ProcedureName {
+    consteval ProcedureName(const wchar_t* name) : opnum(FindProcedure(name).value()) {}
+    int opnum;
+};
+
 /// One call from its arrival to its answer.
 class Call {
 public:
-    explicit Call(std::wstring_view name, std::wstring arguments = {})
-        : m_opnum(*FindProcedure(name)), m_id(m_simulation.Journal().Begin(m_opnum, std::move(arguments)))
+    explicit Call(ProcedureName name, std::wstring arguments = {})
+        : m_opnum(name.opnum), m_id(m_simulation.Journal().Begin(m_opnum, std::move(arguments)))
     {
     }
     ~Call() { m_simulation.Journal().End(m_id, m_result, std::move(m_note)); }

@@ -24,7 +24,7 @@ Simulation::Simulation() : m_quit(CreateEventW(nullptr, TRUE, FALSE, nullptr)), 
 void Simulation::SetDefaults()
 {
     std::array<BYTE, 16> backup = outputs::Backup();
-    m_enrolled = {*MakeRecord(L"DOMAIN", L"enrolled-user", L"enrolled-password")};
+    m_enrolled = {outputs::EnrolledUser()};
     m_results = {};
     m_results[kIsPbaEnable] = kPbaEnabled;
     m_backup.assign(backup.begin(), backup.end());

@@ -5,7 +5,7 @@
 namespace control {
 namespace {
 
-constexpr size_t kLongestLine = 64 * 1024;
+constexpr size_t kLongestLine = 65536;
 
 } // namespace
 

@@ -23,12 +23,22 @@ uint64_t Fnv1a(const uint8_t* data, size_t size)
     return hash;
 }
 
+bool IsHighSurrogate(wchar_t c)
+{
+    return c >= 0xD800 && c <= 0xDBFF;
+}
+
+bool IsLowSurrogate(wchar_t c)
+{
+    return c >= 0xDC00 && c <= 0xDFFF;
+}
+
 bool IsUnpairedSurrogate(std::wstring_view text, size_t at)
 {
-    if (IS_LOW_SURROGATE(text[at]))
-        return at == 0 || !IS_HIGH_SURROGATE(text[at - 1]);
-    if (IS_HIGH_SURROGATE(text[at]))
-        return at + 1 == text.size() || !IS_LOW_SURROGATE(text[at + 1]);
+    if (IsLowSurrogate(text[at]))
+        return at == 0 || !IsHighSurrogate(text[at - 1]);
+    if (IsHighSurrogate(text[at]))
+        return at + 1 == text.size() || !IsLowSurrogate(text[at + 1]);
     return false;
 }
 
@@ -77,7 +87,7 @@ std::wstring BytesText(const void* data, size_t size)
 {
     if (!data)
         return L"null";
-    auto bytes = static_cast<const uint8_t*>(data);
+    const auto* bytes = static_cast<const uint8_t*>(data);
     std::wstring text = std::to_wstring(size) + L" bytes";
     if (size > kLongestFullHex)
         return text + L" fnv1a=" + Hex(Fnv1a(bytes, size), 16);

@@ -94,7 +94,7 @@ bool ServiceProcess::WaitForEnd(DWORD milliseconds) const
     return m_process && WaitForSingleObject(m_process.Get(), milliseconds) == WAIT_OBJECT_0;
 }
 
-bool ServiceProcess::Quit(DWORD milliseconds)
+bool ServiceProcess::Quit(DWORD milliseconds) const
 {
     return IsRunning() && TellOk(L"quit") && WaitForEnd(milliseconds);
 }

@@ -26,7 +26,7 @@ public:
     /// Waits for the end, for instance after `die`.
     bool WaitForEnd(DWORD milliseconds) const;
     /// Asks the service to quit and waits for its end.
-    bool Quit(DWORD milliseconds = 10000);
+    bool Quit(DWORD milliseconds = 10000) const;
     /// Ends the process on the spot, as a crash would.
     void Kill();
 

@@ -12,19 +12,22 @@ bool IsBlank(wchar_t c)
 
 std::string ToUtf8(std::wstring_view text)
 {
-    int units = static_cast<int>(text.size());
-    int bytes = WideCharToMultiByte(CP_UTF8, 0, text.data(), units, nullptr, 0, nullptr, nullptr);
-    std::string result(bytes, '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), units, result.data(), bytes, nullptr, nullptr);
+    auto convert = [&](char* buffer, int bytes) {
+        return WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), buffer, bytes,
+                                   nullptr, nullptr);
+    };
+    std::string result(convert(nullptr, 0), '\0');
+    convert(result.data(), static_cast<int>(result.size()));
     return result;
 }
 
 std::wstring FromUtf8(std::string_view text)
 {
-    int bytes = static_cast<int>(text.size());
-    int units = MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, nullptr, 0);
-    std::wstring result(units, L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, result.data(), units);
+    auto convert = [&](wchar_t* buffer, int units) {
+        return MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), buffer, units);
+    };
+    std::wstring result(convert(nullptr, 0), L'\0');
+    convert(result.data(), static_cast<int>(result.size()));
     return result;
 }
 
