@@ -13,7 +13,7 @@ struct Wait {
     const char* function;
     DWORD milliseconds;
     DWORD thread;
-    /// Orders the waits among all recorded calls.
+    /// The calls recorded by then, this one included: orders waits among all calls.
     size_t sequence;
     /// Null for Sleep.
     HANDLE object;

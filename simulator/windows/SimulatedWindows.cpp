@@ -37,19 +37,17 @@ SimulatedWindows& SimulatedWindows::Instance()
 void SimulatedWindows::Acquire()
 {
     const DWORD self = GetCurrentThreadId();
-    // An SRWLOCK would wait for itself without a word.
-    if (m_owner == self) {
-        std::fputs("simwindows: this thread holds the model's lock and asks for it again, perhaps by calling "
-                   "a replaced function\n",
-                   stderr);
-        std::abort();
+    if (m_owner != self) {
+        AcquireSRWLockExclusive(&m_lock);
+        m_owner = self;
     }
-    AcquireSRWLockExclusive(&m_lock);
-    m_owner = self;
+    ++m_depth;
 }
 
 void SimulatedWindows::Release()
 {
+    if (--m_depth != 0)
+        return;
     m_owner = 0;
     ReleaseSRWLockExclusive(&m_lock);
 }
@@ -108,13 +106,20 @@ bool SimulatedWindows::WaitUntil(const std::function<bool(const State&)>& holds,
 {
     const ULONGLONG end = GetTickCount64() + milliseconds;
     const Locked state = Lock();
+    if (m_depth != 1) {
+        // Nobody could bring the change about.
+        std::fputs("simwindows: this thread waits for a change while it holds the model's lock\n", stderr);
+        std::abort();
+    }
     while (!holds(*state)) {
         const ULONGLONG now = GetTickCount64();
         if (now >= end)
             return false;
         m_owner = 0;
+        m_depth = 0;
         SleepConditionVariableSRW(&m_changed, &m_lock, DWORD(end - now), 0);
         m_owner = GetCurrentThreadId();
+        m_depth = 1;
     }
     return true;
 }

@@ -102,9 +102,9 @@ class SimulatedWindows {
 public:
     static SimulatedWindows& Instance();
 
-    /// Access to the state for as long as the object lives. Keep it short and call no replaced function
-    /// meanwhile: a thread that locks twice is stopped with a message. In a range-based `for` take a
-    /// Snapshot(), since a temporary lock is gone before the first turn.
+    /// Access to the state for as long as the object lives. The same thread may lock again, so that two
+    /// temporaries fit into one expression; every other thread that calls a replaced function waits, so keep
+    /// it short. In a range-based `for` take a Snapshot(): a temporary lock is gone before the first turn.
     class Locked {
     public:
         explicit Locked(SimulatedWindows& windows) : m_windows(windows) { m_windows.Acquire(); }
@@ -137,7 +137,7 @@ public:
                                 DWORD thread = 0);
 
     /// Waits in real time until the predicate, called under the lock after every change that a replaced
-    /// function makes, holds. False when the time is over.
+    /// function makes, holds. False when the time is over. Not to be called under the lock.
     bool WaitUntil(const std::function<bool(const State&)>& holds, DWORD milliseconds);
 
     /// Waits until the text has been drawn, and returns its place among the prompts. Only places from `from`
@@ -156,7 +156,9 @@ private:
 
     SRWLOCK m_lock = SRWLOCK_INIT;
     CONDITION_VARIABLE m_changed = CONDITION_VARIABLE_INIT;
+    /// The thread that holds the lock, and how often.
     volatile DWORD m_owner = 0;
+    unsigned m_depth = 0;
     State m_state;
 };
 
