@@ -1,0 +1,223 @@
+#include "Account.h"
+
+#include "Handle.h"
+#include "Simulation.h"
+
+#include <oleauto.h>
+
+#include <optional>
+
+// The C++ library's macros of these names would turn the guard below into a C++ one.
+#undef __try
+#undef __catch
+
+namespace {
+
+using simwindows::ImportHooks;
+
+struct Logon {
+    std::optional<std::wstring> domain;
+    DWORD type;
+    bool operator==(const Logon&) const = default;
+};
+std::vector<Logon> g_logons;
+std::vector<DWORD> g_logonErrors;
+
+/// Fails with the errors of the script, one a call, then succeeds. Any argument out of place is another
+/// error.
+BOOL WINAPI ScriptedLogon(const wchar_t* user, const wchar_t* domain, const wchar_t* password, DWORD type,
+                          DWORD provider, HANDLE* token, PSID* sid, void** profile, DWORD* profileLength,
+                          QUOTA_LIMITS* quotas)
+{
+    const bool inPlace = std::wstring(L"Anna") == user && std::wstring(L"Secret") == password &&
+                         provider == 0 && !token && !sid && !profile && !profileLength && !quotas;
+    g_logons.push_back({domain != nullptr ? std::optional<std::wstring>(domain) : std::nullopt, type});
+    const DWORD error = g_logons.size() <= g_logonErrors.size() ? g_logonErrors[g_logons.size() - 1] : 0;
+    SetLastError(inPlace ? error : ERROR_INVALID_PARAMETER);
+    return inPlace && error == 0;
+}
+
+/// An active session on the computer "Simulated-PC".
+struct LogonSimulation : Simulation {
+    LogonSimulation() : Simulation(Group::Accounts | Group::Session), own(GetModuleHandleW(nullptr))
+    {
+        (*this)->accounts.computerName = L"Simulated-PC";
+        REQUIRE(own.Replace("LogonUserExW", ScriptedLogon) == ImportHooks::Result::Replaced);
+        g_logons.clear();
+        g_logonErrors.clear();
+    }
+    ImportHooks own;
+};
+
+TEST_CASE("an account is tried here, then under its domain")
+{
+    constexpr wchar_t Here[] = L"Simulated-PC";
+    struct Row {
+        const char* what;
+        const wchar_t* domain;
+        WTS_CONNECTSTATE_CLASS session;
+        std::vector<DWORD> errors;
+        int result;
+        std::vector<Logon> logons;
+    };
+    // clang-format off
+    const Row rows[] = {
+        {"local",                     L"SIMULATED-pc", WTSActive,       {},           1, {{Here, 2}}},
+        {"local, restricted",         Here,            WTSActive,       {1327},       1, {{Here, 2}}},
+        {"local, by domain",          L"simulated-pc", WTSActive,       {1326},       1, {{Here, 2}, {L"simulated-pc", 2}}},
+        {"local, both restricted",    L"SIMULATED-PC", WTSActive,       {1326, 1327}, 1, {{Here, 2}, {L"SIMULATED-PC", 2}}},
+        {"local, wrong",              L"SIMULATED-PC", WTSActive,       {1326, 1326}, 0, {{Here, 2}, {L"SIMULATED-PC", 2}}},
+        {"other",                     L"Corp",         WTSActive,       {},           1, {{L"Corp", 2}}},
+        {"other, restricted",         L"Corp",         WTSActive,       {1327},       1, {{L"Corp", 2}}},
+        {"other, wrong",              L"Corp",         WTSActive,       {1326},       0, {{L"Corp", 2}}},
+        {"no domain",                 nullptr,         WTSActive,       {},           1, {{std::nullopt, 2}}},
+        {"empty domain",              L"",             WTSActive,       {1326},       0, {{L"", 2}}},
+        {"local, away",               L"simulated-pc", WTSDisconnected, {},           1, {{Here, 2}}},
+        {"local, away, restricted",   L"simulated-pc", WTSDisconnected, {1327},       1, {{Here, 2}}},
+        {"local, away, by domain",    L"simulated-pc", WTSConnected,    {1326},       1, {{Here, 2}, {L"simulated-pc", 9}}},
+        {"local, away, wrong",        L"simulated-pc", WTSDisconnected, {1326, 1326}, 0, {{Here, 2}, {L"simulated-pc", 9}}},
+        {"other, away",               L"Corp",         WTSConnected,    {},           1, {{L"Corp", 9}}},
+        {"other, away, restricted",   L"Corp",         WTSIdle,         {1327},       1, {{L"Corp", 9}}},
+        {"no domain, away",           nullptr,         WTSDisconnected, {1326},       0, {{std::nullopt, 9}}},
+    };
+    // clang-format on
+    for (const Row& row : rows) {
+        CAPTURE(row.what);
+        LogonSimulation simulation;
+        simulation->session.connectState = row.session;
+        g_logonErrors = row.errors;
+        CHECK(CheckUserAndPwd(L"Anna", L"Secret", row.domain) == row.result);
+        CHECK(g_logons == row.logons);
+        CHECK(simulation->session.queries == std::vector{WTSConnectState});
+        CHECK(simulation->session.buffers.empty());
+        CHECK(simulation->session.wrongFrees == 0);
+    }
+
+    // A session of unknown state gets the strict check.
+    LogonSimulation simulation;
+    simulation->session.connectState = WTSDisconnected;
+    simulation.FailNext("WTSQuerySessionInformationW", ERROR_ACCESS_DENIED);
+    CHECK(CheckUserAndPwd(L"Anna", L"Secret", L"Corp") == 1);
+    CHECK(g_logons == std::vector<Logon>{{L"Corp", 2}});
+}
+
+BSTR(WINAPI* g_allocate)(const OLECHAR*);
+void(WINAPI* g_free)(BSTR);
+int g_untilFailure;
+int g_liveStrings;
+
+BSTR WINAPI AllocateSome(const OLECHAR* text)
+{
+    if (--g_untilFailure < 0)
+        return nullptr;
+    ++g_liveStrings;
+    return g_allocate(text);
+}
+
+void WINAPI CountingFree(BSTR text)
+{
+    g_liveStrings -= text != nullptr ? 1 : 0;
+    g_free(text);
+}
+
+DWORD ExceptionOfCheck()
+{
+    DWORD code = 0;
+    __try {
+        CheckUserAndPwd(L"Anna", L"Secret", L"Corp");
+    } __except (code = GetExceptionCode(), EXCEPTION_EXECUTE_HANDLER) {
+    }
+    return code;
+}
+
+TEST_CASE("without memory for its strings the check raises and leaks nothing")
+{
+    LogonSimulation simulation;
+    REQUIRE(simulation.own.Replace("SysAllocString", AllocateSome, &g_allocate) ==
+            ImportHooks::Result::Replaced);
+    REQUIRE(simulation.own.Replace("SysFreeString", CountingFree, &g_free) == ImportHooks::Result::Replaced);
+    for (const int allocations : {0, 1, 2}) {
+        CAPTURE(allocations);
+        g_untilFailure = allocations;
+        CHECK(ExceptionOfCheck() == (allocations < 2 ? 0x8007000E : 0));
+        CHECK(g_liveStrings == 0);
+        CHECK(g_logons.size() == (allocations < 2 ? 0 : 1));
+    }
+}
+
+/// Winlogon's value of automatic logon. What was there before comes back when the object goes.
+class AutoAdminLogon {
+public:
+    AutoAdminLogon()
+    {
+        RegOpenKeyExW(HKEY_LOCAL_MACHINE, LR"(SOFTWARE\Microsoft\Windows NT\CurrentVersion\Winlogon)", 0,
+                      KEY_ALL_ACCESS | KEY_WOW64_64KEY, m_key.Put());
+        m_missing = RegQueryValueExW(m_key.Get(), Name, nullptr, &m_type, m_data, &m_bytes) != ERROR_SUCCESS;
+    }
+    ~AutoAdminLogon() { Set(m_missing ? 0 : m_bytes, m_data, m_type); }
+
+    /// No bytes take the value away.
+    void Set(std::size_t bytes, const void* data, DWORD type) const
+    {
+        RegDeleteValueW(m_key.Get(), Name);
+        if (bytes > 0)
+            RegSetValueExW(m_key.Get(), Name, 0, type, static_cast<const BYTE*>(data), DWORD(bytes));
+    }
+
+private:
+    static constexpr wchar_t Name[] = L"AutoAdminLogon";
+    RegistryKey m_key;
+    BYTE m_data[512];
+    DWORD m_bytes = sizeof m_data;
+    DWORD m_type = REG_NONE;
+    bool m_missing;
+};
+
+TEST_CASE("automatic logon is Winlogon's, or a wake-up that asks for no password")
+{
+    struct Row {
+        const char* what;
+        BYTE mains;
+        DWORD onMains, onBattery;
+        std::wstring value;
+        DWORD type;
+        bool result, readOnMains;
+    };
+    // clang-format off
+    const Row rows[] = {
+        {"asked on mains",            1,   1, 0, L"",                     REG_SZ,    false, true},
+        {"not asked on mains",        1,   0, 1, L"",                     REG_SZ,    true,  true},
+        {"asked on battery",          0,   0, 1, L"",                     REG_SZ,    false, false},
+        {"not asked on battery",      0,   1, 0, L"",                     REG_SZ,    true,  false},
+        {"asked, mains unknown",      255, 0, 1, L"",                     REG_SZ,    false, false},
+        {"asked, switched on",        1,   1, 1, L"1",                    REG_SZ,    true,  true},
+        {"asked, switched off",       1,   1, 1, L"0",                    REG_SZ,    false, true},
+        {"not asked, switched off",   1,   0, 0, L"0",                    REG_SZ,    true,  true},
+        {"asked, a number",           1,   1, 1, {1, 0},                  REG_DWORD, false, true},
+        {"asked, too long a text",    1,   1, 1, std::wstring(300, L'1'), REG_SZ,    false, true},
+    };
+    // clang-format on
+    const AutoAdminLogon winlogon;
+    for (const Row& row : rows) {
+        CAPTURE(row.what);
+        Simulation simulation(Group::Power);
+        simulation->power.status.ACLineStatus = row.mains;
+        simulation->power.SetConsoleLock(row.onMains, row.onBattery);
+        winlogon.Set(row.value.size() * sizeof(wchar_t), row.value.data(), row.type);
+        CHECK(CheckSystemAutoLogon() == row.result);
+        const simwindows::PowerState power = simulation.windows.Snapshot().power;
+        REQUIRE(power.reads.size() == 1);
+        CHECK(power.reads[0].onMains == row.readOnMains);
+        CHECK(power.reads[0].scheme == power.activeScheme);
+    }
+
+    // A setting that can't be read counts as no password.
+    winlogon.Set(0, nullptr, REG_NONE);
+    for (const char* function : {"PowerGetActiveScheme", "PowerReadACValueIndex"}) {
+        Simulation simulation(Group::Power);
+        simulation.FailNext(function, ERROR_FILE_NOT_FOUND);
+        CHECK(CheckSystemAutoLogon());
+    }
+}
+
+} // namespace

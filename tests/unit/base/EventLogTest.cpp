@@ -1,0 +1,34 @@
+#include "EventLog.h"
+
+#include "Simulation.h"
+
+namespace {
+
+TEST_CASE("failure notes reach the event log when their folder exists")
+{
+    constexpr wchar_t Switch[] = LR"(c:\FPLog)";
+    const std::wstring letters(600, L'x');
+    Simulation simulation(Group::Texts);
+    REQUIRE(GetFileAttributesW(Switch) == INVALID_FILE_ATTRIBUTES);
+    ReportFPEvent(L"unheard");
+    REQUIRE(CreateDirectoryW(Switch, nullptr));
+    simulation.FailNext("RegisterEventSourceW", ERROR_ACCESS_DENIED);
+    ReportFPEvent(L"lost");
+    CHECK(simulation->texts.events.empty());
+    ReportFPEvent(L"SetupDiEnumDeviceInfo %d %s", 259, L"w\u00EFde");
+    ReportFPEvent(L"%s", letters.c_str());
+    RemoveDirectoryW(Switch);
+
+    const simwindows::TextsState texts = simulation.windows.Snapshot().texts;
+    REQUIRE(texts.events.size() == 2);
+    const simwindows::EventRecord& record = texts.events[0];
+    CHECK(record.source == L"VexaFPService");
+    CHECK(record.type == EVENTLOG_INFORMATION_TYPE);
+    CHECK((record.category == 0 && record.id == 0 && !record.hasUserSid && record.dataBytes == 0));
+    CHECK(record.strings == std::vector<std::wstring>{L"SetupDiEnumDeviceInfo 259 w\u00EFde"});
+    CHECK(texts.events[1].strings == std::vector{letters.substr(0, 511)});
+    CHECK(texts.openSources.empty());
+    CHECK(texts.wrongSources == 0);
+}
+
+} // namespace

@@ -1,0 +1,97 @@
+#include "IniFile.h"
+
+#include "Simulation.h"
+
+#include <filesystem>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+const fs::path IniPath = LR"(C:\Users\Public\VEXA\FingerPrint\config.ini)";
+
+/// The file is missing before and after each test; its folder is there.
+struct IniFile {
+    IniFile()
+    {
+        fs::create_directories(IniPath.parent_path());
+        fs::remove(IniPath);
+    }
+    ~IniFile() { fs::remove(IniPath); }
+};
+
+std::uint32_t ReadInt(const wchar_t* key, const wchar_t* section)
+{
+    std::uint32_t value = 77;
+    IniReadInt(key, &value, section);
+    return value;
+}
+
+TEST_CASE_FIXTURE(IniFile, "integers of a named section, 0 for whatever is missing")
+{
+    CHECK(ReadInt(L"LockEnable", L"Public") == 0);
+    CHECK(IniWriteString(L"Other", L"1", L"Elsewhere"));
+    CHECK(ReadInt(L"LockEnable", L"Public") == 0);
+
+    std::wstring value = L"3";
+    CHECK(IniWriteString(L"LockCount", std::move(value), L"Public"));
+    CHECK(value.empty());
+    CHECK(ReadInt(L"LockCount", L"Public") == 3);
+    CHECK(IniWriteString(L"LockCount", L"no number", L"Public"));
+    CHECK(ReadInt(L"LockCount", L"Public") == 0);
+
+    IniReadInt(L"LockCount", nullptr, L"Public");
+    CHECK(ReadInt(nullptr, L"Public") == 0);
+    SetLastError(0xDEADBEEF);
+    CHECK_FALSE(IniWriteString(nullptr, L"1", L"Public"));
+    CHECK(GetLastError() == ERROR_INVALID_PARAMETER);
+    CHECK(ReadInt(L"Other", L"Elsewhere") == 1);
+}
+
+TEST_CASE_FIXTURE(IniFile, "the user section bears the name of the session's account")
+{
+    struct Row {
+        const wchar_t* sessionUser;
+        const wchar_t* section;
+    };
+    for (const Row& row : {Row{L"bert", L"bert"}, {L"anna@mail", L"anna"}, {L"stranger", L"stranger"}}) {
+        Simulation simulation(Group::Session | Group::Accounts);
+        simulation->session.userName = row.sessionUser;
+        simulation->accounts.netPageSize = 1;
+        for (const wchar_t* user : {L"carl", L"bert"})
+            simulation->accounts.accounts.push_back({L"SIMULATED-PC", user, L"secret"});
+        simulation->accounts.accounts.push_back({L"SIMULATED-PC", L"anna", L"secret", {}, L"anna@mail"});
+
+        CHECK(IniWriteString(L"Key", L"5", nullptr));
+        CHECK(ReadInt(L"Key", row.section) == 5);
+        CHECK(ReadInt(L"Key", nullptr) == 5);
+        CHECK(IniReadString(L"Missing").empty());
+        CHECK(IniReadString(nullptr).empty());
+        CHECK(IniWriteString(L"Key", std::wstring(300, L'x'), row.section));
+        CHECK(IniReadString(L"Key") == std::wstring(255, L'x'));
+
+        const simwindows::State state = simulation.windows.Snapshot();
+        CHECK(state.session.queries.front() == WTSUserName);
+        CHECK(state.session.buffers.size() + state.session.wrongFrees == 0);
+        CHECK(state.accounts.netBuffers.size() + state.accounts.wrongNetFrees == 0);
+    }
+}
+
+TEST_CASE_FIXTURE(IniFile, "without a user there is no user section")
+{
+    Simulation simulation(Group::Session);
+    CHECK(IniWriteString(L"Key", L"5", L"Public"));
+    for (const unsigned failures : {0, 3}) {
+        if (failures > 0)
+            simulation.FailNext("WTSQuerySessionInformationW", ERROR_ACCESS_DENIED, failures);
+        std::wstring value = L"1";
+        CHECK_FALSE(IniWriteString(L"Key", std::move(value), nullptr));
+        CHECK(value.empty());
+        CHECK(ReadInt(L"Key", nullptr) == 0);
+        CHECK(IniReadString(L"Key").empty());
+    }
+    CHECK(ReadInt(L"Key", L"Public") == 5);
+    CHECK(simulation->session.buffers.empty());
+}
+
+} // namespace
