@@ -1,4 +1,5 @@
-// Functions that Windows answers as ever, and that are replaced only so that they can be made to fail.
+// Functions that Windows answers as ever, and that are replaced only so that they are counted and can be made
+// to fail.
 #include "windows/Replacement.h"
 
 #include <cfgmgr32.h>
@@ -17,6 +18,7 @@ namespace {
 const Replacement g_replacements[] = {
     // Memory and text
     SIM_PASSED(Failures, LastError, CoTaskMemAlloc),
+    SIM_PASSED(Failures, Never, CoTaskMemFree),
     SIM_PASSED(Failures, LastError, GlobalAlloc),
     SIM_PASSED(Failures, LastError, LocalAlloc),
     SIM_PASSED(Failures, Status, SHStrDupW),
@@ -64,6 +66,10 @@ const Replacement g_replacements[] = {
     SIM_PASSED_AS(Failures, Status, GdipCreateFromHDC, int(HDC dc, void** graphics)),
     SIM_PASSED_AS(Failures, Status, GdipLoadImageFromStream, int(IStream* stream, void** image)),
     SIM_PASSED_AS(Failures, Status, GdipCreateBitmapFromStream, int(IStream* stream, void** bitmap)),
+    SIM_PASSED_AS(Failures, Status, GdipCreateBitmapFromHBITMAP,
+                  int(HBITMAP bitmap, HPALETTE palette, void** image)),
+    SIM_PASSED_AS(Failures, Status, GdipCreateSolidFill, int(DWORD colour, void** brush)),
+    SIM_PASSED_AS(Failures, Status, GdipCreatePath, int(int fillMode, void** path)),
     SIM_PASSED_AS(Failures, Status, GdipCreateFont,
                   int(const void* family, float size, int style, int unit, void** font)),
     SIM_PASSED_AS(Failures, Status, GdipCreateFontFamilyFromName,
