@@ -202,7 +202,8 @@ def badge(top, bottom, ridges):
     but the picture is scaled when it is drawn, which blends its edge all the same. So the rim runs into a fuchsia of
     its own, which the fringe continues."""
     size = 72
-    centre = radius = size / 2
+    centre = size / 2
+    radius = centre - 1.0  # a margin all round, so that scaling treats every side alike
 
     def paint(x, y):
         d = math.hypot(x - centre, y - centre)
