@@ -67,6 +67,9 @@ void RpcEndpoint::Stop(bool waitForCalls)
     if (!m_registered)
         return;
     m_registered = false;
-    RpcServerUnregisterIf(Service_VexaFP_v1_0_s_ifspec, nullptr, waitForCalls);
     RpcMgmtStopServerListening(nullptr);
+    // Not left to the unregistration below: its own wait can miss the end of a call, and then never returns.
+    if (waitForCalls)
+        RpcMgmtWaitServerListen();
+    RpcServerUnregisterIf(Service_VexaFP_v1_0_s_ifspec, nullptr, FALSE);
 }
