@@ -199,6 +199,8 @@ logon_wrong_password() {
     place_finger 'of-last-year' "with a wrong password"
     await_prompt "$wrong_password_prompt"
     screenshot logon-wrong-password.png
+    # It shows for a second only.
+    ! prompt_shown "$scan_again_prompt" || echo "The screenshot came too late for that prompt."
     await_prompt "$scan_again_prompt"
     screenshot logon-scan-again.png
     place_finger "$password" "with the right password"
@@ -219,7 +221,7 @@ logon_service_down() {
 logon_lockout() {
     local identifications
     # The screen stays up after the last prompt, so that another identification would have its chance.
-    screen_up --expect none --until "prompt:$manual_logon_prompt" --hold 6000
+    screen_up --expect none --until "prompt:$manual_logon_prompt" --hold 8000
     await_prompt "$scan_prompt"
     screenshot "$picture"
     place_finger 'of-last-year' "with a wrong password"
@@ -229,6 +231,7 @@ logon_lockout() {
     screenshot logon-lockout.png
     place_finger "$password" "with the right password, too late"
     sleep 2
+    ! screen_is_gone || fail_logon "The logon screen was gone before the last finger could have been asked for."
     identifications=$(tell report | grep -c ' IdentifyEnroll(' || true)
     tell report
     await_verdict
