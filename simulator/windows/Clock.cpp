@@ -2,6 +2,8 @@
 
 #include "windows/Replacement.h"
 
+#include <cmath>
+
 namespace simwindows {
 
 namespace {
@@ -25,7 +27,7 @@ DWORD Scaled(DWORD milliseconds, double scale)
     const double scaled = milliseconds * scale;
     if (scaled >= INFINITE - 1.0)
         return INFINITE - 1;
-    return std::max<DWORD>(DWORD(scaled + 0.5), 1);
+    return std::max<DWORD>(DWORD(std::ceil(scaled)), 1);
 }
 
 void WriteDown(State& state, const char* function, DWORD milliseconds, HANDLE object)

@@ -117,12 +117,12 @@ struct Trampoline<Name, Way, Result(Parameters...), Model> {
 // Rows of a table. Only 64-bit Windows is meant: it has one calling convention, so WINAPI is no part of a
 // type.
 #define SIM_MODELLED(group, way, name, model)                                                                \
-    Trampoline<#name, Fails::way, decltype(::name), &model>::Row(Group::group)
+    Trampoline<#name, Fails::way, decltype(::name), &(model)>::Row(Group::group)
 #define SIM_PASSED(group, way, name)                                                                         \
     Trampoline<#name, Fails::way, decltype(::name), nullptr>::Row(Group::group)
 // For a function whose declaration is not at hand, or would bring too much along.
 #define SIM_MODELLED_AS(group, way, name, model, ...)                                                        \
-    Trampoline<#name, Fails::way, __VA_ARGS__, &model>::Row(Group::group)
+    Trampoline<#name, Fails::way, __VA_ARGS__, &(model)>::Row(Group::group)
 #define SIM_PASSED_AS(group, way, name, ...)                                                                 \
     Trampoline<#name, Fails::way, __VA_ARGS__, nullptr>::Row(Group::group)
 #define SIM_ORIGINAL(name) g_original<#name, decltype(::name)>

@@ -2,7 +2,7 @@
 
 #include "windows/Replacement.h"
 
-#include <wchar.h>
+#include <cwchar>
 
 namespace simwindows {
 
