@@ -1,6 +1,5 @@
 #include "Account.h"
 
-#include "Handle.h"
 #include "Simulation.h"
 
 #include <oleauto.h>
@@ -145,33 +144,16 @@ TEST_CASE("without memory for its strings the check raises and leaks nothing")
     }
 }
 
-/// Winlogon's value of automatic logon. What was there before comes back when the object goes.
-class AutoAdminLogon {
-public:
-    AutoAdminLogon()
-    {
-        RegOpenKeyExW(HKEY_LOCAL_MACHINE, LR"(SOFTWARE\Microsoft\Windows NT\CurrentVersion\Winlogon)", 0,
-                      KEY_ALL_ACCESS | KEY_WOW64_64KEY, m_key.Put());
-        m_missing = RegQueryValueExW(m_key.Get(), Name, nullptr, &m_type, m_data, &m_bytes) != ERROR_SUCCESS;
-    }
-    ~AutoAdminLogon() { Set(m_missing ? 0 : m_bytes, m_data, m_type); }
-
-    /// No bytes take the value away.
-    void Set(std::size_t bytes, const void* data, DWORD type) const
-    {
-        RegDeleteValueW(m_key.Get(), Name);
-        if (bytes > 0)
-            RegSetValueExW(m_key.Get(), Name, 0, type, static_cast<const BYTE*>(data), DWORD(bytes));
-    }
-
-private:
-    static constexpr wchar_t Name[] = L"AutoAdminLogon";
-    RegistryKey m_key;
-    BYTE m_data[512];
-    DWORD m_bytes = sizeof m_data;
-    DWORD m_type = REG_NONE;
-    bool m_missing;
-};
+/// Winlogon's value of automatic logon; no bytes take it away.
+void SetAutoAdminLogon(const std::wstring& units = {}, DWORD type = REG_SZ)
+{
+    constexpr wchar_t Key[] = LR"(SOFTWARE\Microsoft\Windows NT\CurrentVersion\Winlogon)";
+    constexpr wchar_t Name[] = L"AutoAdminLogon";
+    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, Key, Name);
+    if (!units.empty())
+        REQUIRE(RegSetKeyValueW(HKEY_LOCAL_MACHINE, Key, Name, type, units.data(),
+                                DWORD(units.size() * sizeof(wchar_t))) == ERROR_SUCCESS);
+}
 
 TEST_CASE("automatic logon is Winlogon's, or a wake-up that asks for no password")
 {
@@ -197,13 +179,12 @@ TEST_CASE("automatic logon is Winlogon's, or a wake-up that asks for no password
         {"asked, too long a text",    1,   1, 1, std::wstring(300, L'1'), REG_SZ,    false, true},
     };
     // clang-format on
-    const AutoAdminLogon winlogon;
     for (const Row& row : rows) {
         CAPTURE(row.what);
         Simulation simulation(Group::Power);
         simulation->power.status.ACLineStatus = row.mains;
         simulation->power.SetConsoleLock(row.onMains, row.onBattery);
-        winlogon.Set(row.value.size() * sizeof(wchar_t), row.value.data(), row.type);
+        SetAutoAdminLogon(row.value, row.type);
         CHECK(CheckSystemAutoLogon() == row.result);
         const simwindows::PowerState power = simulation.windows.Snapshot().power;
         REQUIRE(power.reads.size() == 1);
@@ -212,7 +193,7 @@ TEST_CASE("automatic logon is Winlogon's, or a wake-up that asks for no password
     }
 
     // A setting that can't be read counts as no password.
-    winlogon.Set(0, nullptr, REG_NONE);
+    SetAutoAdminLogon();
     for (const char* function : {"PowerGetActiveScheme", "PowerReadACValueIndex"}) {
         Simulation simulation(Group::Power);
         simulation.FailNext(function, ERROR_FILE_NOT_FOUND);

@@ -30,37 +30,46 @@ std::uint32_t ReadInt(const wchar_t* key, const wchar_t* section)
 TEST_CASE_FIXTURE(IniFile, "integers of a named section, 0 for whatever is missing")
 {
     CHECK(ReadInt(L"LockEnable", L"Public") == 0);
-    CHECK(IniWriteString(L"Other", L"1", L"Elsewhere"));
+    CHECK(IniWriteString(L"12", L"1", L"Elsewhere"));
     CHECK(ReadInt(L"LockEnable", L"Public") == 0);
 
     std::wstring value = L"3";
     CHECK(IniWriteString(L"LockCount", std::move(value), L"Public"));
-    CHECK(value.empty());
+    CHECK(value.empty()); // NOLINT(bugprone-use-after-move): emptiness is promised
     CHECK(ReadInt(L"LockCount", L"Public") == 3);
     CHECK(IniWriteString(L"LockCount", L"no number", L"Public"));
     CHECK(ReadInt(L"LockCount", L"Public") == 0);
 
     IniReadInt(L"LockCount", nullptr, L"Public");
-    CHECK(ReadInt(nullptr, L"Public") == 0);
+    CHECK(ReadInt(nullptr, L"Elsewhere") == 0);
     SetLastError(0xDEADBEEF);
-    CHECK_FALSE(IniWriteString(nullptr, L"1", L"Public"));
+    CHECK_FALSE(IniWriteString(nullptr, L"1", L"Elsewhere"));
     CHECK(GetLastError() == ERROR_INVALID_PARAMETER);
-    CHECK(ReadInt(L"Other", L"Elsewhere") == 1);
+    CHECK(ReadInt(L"12", L"Elsewhere") == 1);
 }
 
-TEST_CASE_FIXTURE(IniFile, "the user section bears the name of the session's account")
+TEST_CASE("the user section bears the name of the session's account")
 {
     struct Row {
         const wchar_t* sessionUser;
+        bool accountsReadable;
         const wchar_t* section;
     };
-    for (const Row& row : {Row{L"bert", L"bert"}, {L"anna@mail", L"anna"}, {L"stranger", L"stranger"}}) {
+    constexpr Row Rows[] = {
+        {L"bert", true, L"bert"},         {L"anna@mail", true, L"anna"}, {L"anna@mail", false, L"anna@mail"},
+        {L"stranger", true, L"stranger"}, {L"dora", true, L"dora"},
+    };
+    for (const Row& row : Rows) {
+        CAPTURE(&row - Rows);
+        const IniFile fresh;
         Simulation simulation(Group::Session | Group::Accounts);
         simulation->session.userName = row.sessionUser;
         simulation->accounts.netPageSize = 1;
-        for (const wchar_t* user : {L"carl", L"bert"})
-            simulation->accounts.accounts.push_back({L"SIMULATED-PC", user, L"secret"});
-        simulation->accounts.accounts.push_back({L"SIMULATED-PC", L"anna", L"secret", {}, L"anna@mail"});
+        simulation->accounts.accounts = {{L"Corp", L"dora", L"secret"},
+                                         {L"SIMULATED-PC", L"bert", L"secret"},
+                                         {L"SIMULATED-PC", L"anna", L"secret", {}, L"anna@mail"}};
+        if (!row.accountsReadable)
+            simulation.FailNext("NetUserGetInfo", ERROR_ACCESS_DENIED, 5);
 
         CHECK(IniWriteString(L"Key", L"5", nullptr));
         CHECK(ReadInt(L"Key", row.section) == 5);
@@ -84,9 +93,7 @@ TEST_CASE_FIXTURE(IniFile, "without a user there is no user section")
     for (const unsigned failures : {0, 3}) {
         if (failures > 0)
             simulation.FailNext("WTSQuerySessionInformationW", ERROR_ACCESS_DENIED, failures);
-        std::wstring value = L"1";
-        CHECK_FALSE(IniWriteString(L"Key", std::move(value), nullptr));
-        CHECK(value.empty());
+        CHECK_FALSE(IniWriteString(L"Key", L"1", nullptr));
         CHECK(ReadInt(L"Key", nullptr) == 0);
         CHECK(IniReadString(L"Key").empty());
     }

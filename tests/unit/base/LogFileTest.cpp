@@ -36,7 +36,7 @@ TEST_CASE_FIXTURE(Folders, "the log folder's existence is the switch")
     CHECK(writer.Write(2, L"nowhere") == CLogFile::NO_FOLDER);
     std::string name = log.string();
     writer.SetLogDir(std::move(name));
-    CHECK(name.empty());
+    CHECK(name.empty()); // NOLINT(bugprone-use-after-move): emptiness is promised
     CHECK(writer.Write(2, L"nowhere") == CLogFile::NO_FOLDER);
     CHECK_FALSE(fs::exists(log));
 
