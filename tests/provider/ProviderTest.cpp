@@ -1,0 +1,256 @@
+#include "LoadedProvider.h"
+
+#include <objbase.h>
+
+namespace {
+
+constexpr UINT FingerprintMessage = WM_USER + 1;
+constexpr size_t Any = SIZE_MAX;
+
+void* const NotNull = reinterpret_cast<void*>(0x77);
+
+struct EventsSink : CountingSink<ICredentialProviderEvents> {
+    STDMETHODIMP CredentialsChanged(UINT_PTR context) override
+    {
+        contexts.push_back(context);
+        return S_OK;
+    }
+    std::vector<UINT_PTR> contexts;
+};
+
+struct Offer {
+    DWORD count, preferred;
+    BOOL autoLogon;
+    bool operator==(const Offer&) const = default;
+};
+constexpr Offer NoDefault = {1, 0xFFFFFFFF, FALSE};
+constexpr Offer AutoLogon = {1, 0, TRUE};
+
+Offer OfferOf(ICredentialProvider& provider)
+{
+    Offer offer{77, 77, 77};
+    REQUIRE(provider.GetCredentialCount(&offer.count, &offer.preferred, &offer.autoLogon) == S_OK);
+    return offer;
+}
+
+TEST_CASE("the class object and its factory")
+{
+    LoadedProvider dll;
+    void* object = NotNull;
+    CHECK(dll.GetClassObject(IID_IClassFactory, IID_IClassFactory, &object) == CLASS_E_CLASSNOTAVAILABLE);
+    CHECK(object == nullptr);
+    CHECK(dll.TakeDebugTexts() == DebugTexts{});
+    object = NotNull;
+    CHECK(dll.GetClassObject(ProviderClass, IID_ICredentialProvider, &object) == E_NOINTERFACE);
+    CHECK(object == nullptr);
+    CHECK(dll.TakeDebugTexts() == DebugTexts{"VEXA CredPro,0"});
+    object = NotNull;
+    dll.FailNextAllocation(0, Any);
+    CHECK(dll.GetClassObject(ProviderClass, IID_IUnknown, &object) == E_OUTOFMEMORY);
+    CHECK(object == nullptr);
+
+    const auto factory = dll.Factory();
+    CHECK(dll.TakeDebugTexts() == DebugTexts{"VEXA CredPro,2", "VEXA CredPro,1"});
+    REQUIRE(factory->QueryInterface(IID_IUnknown, &object) == S_OK);
+    CHECK(object == factory.get());
+    CHECK(factory->Release() == 1);
+    CHECK(dll.CanUnloadNow() == S_OK);
+    CHECK(factory->LockServer(TRUE) == S_OK);
+    CHECK(dll.CanUnloadNow() == S_FALSE);
+    CHECK(factory->LockServer(FALSE) == S_OK);
+    CHECK(dll.CanUnloadNow() == S_OK);
+
+    dll.TakeDebugTexts();
+    object = NotNull;
+    CHECK(factory->CreateInstance(factory.get(), IID_ICredentialProvider, &object) == CLASS_E_NOAGGREGATION);
+    CHECK(object == nullptr);
+    CHECK(dll.TakeDebugTexts() == DebugTexts{});
+    CHECK(factory->CreateInstance(nullptr, IID_IUnknown, &object) == E_OUTOFMEMORY);
+    CHECK(object == nullptr);
+    CHECK(dll.TakeDebugTexts() == DebugTexts{"VEXACredential Provider CreateInstance"});
+    CHECK(dll.CanUnloadNow() == S_OK);
+}
+
+TEST_CASE("a refused interface leaves the event alone, memory that runs out gives it up")
+{
+    LoadedProvider dll;
+    const auto provider = dll.Create();
+    const auto factory = dll.Factory();
+    const HANDLE event = OpenEventA(EVENT_ALL_ACCESS, FALSE, ServiceEventName);
+    REQUIRE(event != nullptr);
+    void* object = nullptr;
+    CHECK(factory->CreateInstance(nullptr, IID_IUnknown, &object) == E_OUTOFMEMORY);
+    CHECK(WaitForSingleObject(event, 0) == WAIT_TIMEOUT);
+    dll.FailNextAllocation(0, Any);
+    CHECK(factory->CreateInstance(nullptr, IID_ICredentialProvider, &object) == E_OUTOFMEMORY);
+    CHECK(WaitForSingleObject(event, 0) == WAIT_OBJECT_0);
+    CloseHandle(event);
+    CHECK(OpenEventA(SYNCHRONIZE, FALSE, ServiceEventName) == nullptr);
+    CHECK(object == nullptr);
+}
+
+TEST_CASE("a provider before and after its scenario")
+{
+    LoadedProvider dll;
+    auto provider = dll.Create();
+    void* object = nullptr;
+    REQUIRE(provider->QueryInterface(IID_IUnknown, &object) == S_OK);
+    CHECK(object == provider.get());
+    CHECK(provider->Release() == 1);
+    CHECK(provider->QueryInterface(IID_ICredentialProviderCredential, &object) == E_NOINTERFACE);
+    CHECK(object == nullptr);
+    CHECK(dll.CanUnloadNow() == S_FALSE);
+    CHECK(provider->SetSerialization(nullptr) == E_NOTIMPL);
+    CHECK(OfferOf(*provider) == NoDefault);
+
+    for (const int scenario : {0, 5, 6, -1})
+        CHECK(provider->SetUsageScenario(CREDENTIAL_PROVIDER_USAGE_SCENARIO(scenario), 0) == E_INVALIDARG);
+    CHECK(provider->SetUsageScenario(CPUS_CHANGE_PASSWORD, 0) == E_NOTIMPL);
+    CHECK(provider->SetUsageScenario(CPUS_CREDUI, 0) == E_NOTIMPL);
+    CHECK(dll->recorder.Count("CreateThread") == 0);
+
+    REQUIRE(provider->SetUsageScenario(CPUS_LOGON, 0) == S_OK);
+    auto credential = dll.CredentialOf(*provider);
+    REQUIRE(dll.WaitForSensorFailed());
+    const size_t threads = dll->recorder.Count("CreateThread");
+    REQUIRE(provider->SetUsageScenario(CPUS_UNLOCK_WORKSTATION, 0) == S_OK);
+    CHECK(dll.CredentialOf(*provider) == credential);
+    CHECK(dll->recorder.Count("CreateThread") == threads);
+    CHECK(provider->GetCredentialAt(1, reinterpret_cast<ICredentialProviderCredential**>(&object)) ==
+          E_INVALIDARG);
+
+    credential.reset();
+    dll.TakeDebugTexts();
+    provider.reset();
+    CHECK(dll.TakeDebugTexts() ==
+          DebugTexts{"VEXA CredPro ~CVexaFPProvider", "VEXA CredPro ~CVexaFPCredential"});
+}
+
+TEST_CASE("field descriptors")
+{
+    LoadedProvider dll;
+    const auto provider = dll.Create();
+    DWORD count = 0;
+    CHECK(provider->GetFieldDescriptorCount(&count) == S_OK);
+    CHECK(count == 2);
+    CREDENTIAL_PROVIDER_FIELD_DESCRIPTOR* field = nullptr;
+    for (const DWORD id : {0, 1}) {
+        REQUIRE(provider->GetFieldDescriptorAt(id, &field) == S_OK);
+        CHECK(field->dwFieldID == id);
+        CHECK(field->cpft == (id == 0 ? CPFT_TILE_IMAGE : CPFT_LARGE_TEXT));
+        CHECK(field->pszLabel == std::wstring(id == 0 ? L"Image" : L"Username"));
+        CHECK(field->guidFieldType == GUID_NULL);
+        CoTaskMemFree(field->pszLabel);
+        CoTaskMemFree(field);
+    }
+    CHECK(provider->GetFieldDescriptorAt(2, &field) == E_INVALIDARG);
+    CHECK(provider->GetFieldDescriptorAt(0, nullptr) == E_INVALIDARG);
+    for (const char* function : {"CoTaskMemAlloc", "SHStrDupW"}) {
+        field = static_cast<CREDENTIAL_PROVIDER_FIELD_DESCRIPTOR*>(NotNull);
+        // Null from the one, the value itself from the other.
+        dll.FailNext(function, DWORD(E_OUTOFMEMORY));
+        CHECK(provider->GetFieldDescriptorAt(0, &field) == E_OUTOFMEMORY);
+        CHECK(field == nullptr);
+    }
+}
+
+TEST_CASE("a verified user is announced to the latest sink until withdrawn")
+{
+    LoadedProvider dll;
+    // The window checks its record as it stands at first: no name, no password.
+    dll->accounts.accounts = {{dll->accounts.computerName, L"", L""}};
+    EventsSink older;
+    EventsSink sink;
+    const auto provider = dll.Create();
+    REQUIRE(provider->SetUsageScenario(CPUS_LOGON, 0) == S_OK);
+    REQUIRE(dll.WaitForSensorFailed());
+    const HWND window = PromptWindow();
+    CHECK(IsWindowVisible(window));
+    SendMessageW(window, FingerprintMessage, 0, 0);
+    CHECK(OfferOf(*provider) == AutoLogon);
+    CHECK_FALSE(IsWindowVisible(window));
+
+    CHECK(provider->Advise(&older, 11) == S_OK);
+    CHECK(older.references == 1);
+    CHECK(provider->Advise(&sink, 12) == S_OK);
+    CHECK(older.references == 0);
+    CHECK(sink.references == 1);
+    SendMessageW(window, FingerprintMessage, 1, 0);
+    CHECK(OfferOf(*provider) == NoDefault);
+    SendMessageW(window, FingerprintMessage, 0, 0);
+    CHECK(OfferOf(*provider) == AutoLogon);
+    dll->accounts.accounts.clear();
+    SendMessageW(window, FingerprintMessage, 0, 0); // a wrong password announces nothing
+    CHECK(OfferOf(*provider) == AutoLogon);
+    CHECK(older.contexts == std::vector<UINT_PTR>{});
+    CHECK(sink.contexts == std::vector<UINT_PTR>{12, 12});
+
+    CHECK(provider->UnAdvise() == S_OK);
+    CHECK(provider->UnAdvise() == S_OK);
+    CHECK(sink.references == 0);
+    SendMessageW(window, FingerprintMessage, 1, 0);
+    CHECK(OfferOf(*provider) == NoDefault);
+    CHECK(sink.contexts.size() == 2);
+}
+
+TEST_CASE("a scenario that cannot be served leaves the provider as it was")
+{
+    LoadedProvider dll;
+    const auto provider = dll.Create();
+    HRESULT expected = E_OUTOFMEMORY;
+    SUBCASE("no thread")
+    {
+        dll.FailNext("CreateThread", ERROR_NOT_ENOUGH_MEMORY);
+        expected = HRESULT(0x80070008);
+    }
+    SUBCASE("no memory for the credential with its three texts")
+    {
+        dll.FailNextAllocation(1536, 4095);
+    }
+    SUBCASE("no memory for the window with its one")
+    {
+        dll.FailNextAllocation(512, 1535);
+    }
+    CHECK(provider->SetUsageScenario(CPUS_LOGON, 0) == expected);
+    provider->AddRef();
+    CHECK(provider->Release() == 1);
+    CHECK(PromptWindow() == nullptr);
+    CHECK(OfferOf(*provider) == NoDefault);
+    REQUIRE(provider->SetUsageScenario(CPUS_LOGON, 0) == S_OK);
+    CHECK(dll.WaitForSensorFailed());
+}
+
+TEST_CASE("what the window lacks keeps the provider neither from living nor from ending")
+{
+    struct Row {
+        std::string fails;
+        DWORD code;
+        bool window, image;
+    };
+    for (const Row& row : {
+             Row{"RegisterClassExW", ERROR_CLASS_ALREADY_EXISTS, false, false},
+             Row{"CreateWindowExW", ERROR_NOT_ENOUGH_MEMORY, false, false},
+             Row{"GdiplusStartup", 3, true, true},
+             Row{"FindResourceW", ERROR_RESOURCE_NAME_NOT_FOUND, true, false},
+             Row{"GdipCreateBitmapFromStream", 3, true, false},
+             Row{"CreateEventA", ERROR_ACCESS_DENIED, true, true},
+         }) {
+        CAPTURE(row.fails);
+        LoadedProvider dll;
+        dll.FailNext(row.fails.c_str(), row.code);
+        auto provider = dll.Create();
+        CHECK(provider->SetUsageScenario(CPUS_LOGON, 0) == S_OK);
+        // The watchdog does its work in any case: three rounds of two commands.
+        CHECK(dll.windows.WaitForCalls("WinExec", 6, 20000));
+        if (row.window)
+            CHECK(dll.WaitForSensorFailed());
+        CHECK((PromptWindow() != nullptr) == row.window);
+        CHECK(dll->texts.images.empty() != row.image);
+        CHECK(dll.CredentialOf(*provider) != nullptr);
+        const ULONGLONG start = GetTickCount64();
+        provider.reset();
+        CHECK(GetTickCount64() - start < 5000);
+    }
+}
+
+} // namespace

@@ -1,0 +1,306 @@
+#include "LogonSerialization.h"
+
+#include "Module.h"
+#include "VexaFPCredential.h"
+#include "unit/base/LogFixture.h"
+#include "unit/base/Simulation.h"
+
+#include <objbase.h>
+#include <shlwapi.h>
+
+#include <cstring>
+#include <cwchar>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+using simwindows::Protect;
+using simwindows::ProtectAnswer;
+using Bytes = std::vector<BYTE>;
+
+constexpr HRESULT Overflow = HRESULT(0x80070216);
+constexpr BYTE Unwritten = 0xCC;
+
+wchar_t Domain[] = L"D\x4E2D";
+wchar_t User[] = L"usr";
+
+/// The COM task allocator as this module sees it: fills new blocks with Unwritten, keeps account of them, and
+/// runs out when it is told to.
+class TaskMemory {
+public:
+    TaskMemory()
+    {
+        using enum simwindows::ImportHooks::Result;
+        REQUIRE(m_hooks.Replace("CoTaskMemAlloc", Allocate) == Replaced);
+        REQUIRE(m_hooks.Replace("CoTaskMemFree", Free) == Replaced);
+        REQUIRE(m_hooks.Replace("SHStrDupW", Duplicate) == Replaced);
+        s_blocks.clear();
+        s_left = -1;
+    }
+    static void RunOutAfter(int allocations) { s_left = allocations; }
+    static size_t Blocks() { return s_blocks.size(); }
+
+private:
+    static void* WINAPI Allocate(SIZE_T size)
+    {
+        if (s_left == 0)
+            return nullptr;
+        --s_left;
+        void* block = std::memset(HeapAlloc(GetProcessHeap(), 0, size), Unwritten, size);
+        s_blocks.insert(block);
+        return block;
+    }
+    static void WINAPI Free(void* block)
+    {
+        CHECK((block == nullptr || s_blocks.erase(block) == 1));
+        HeapFree(GetProcessHeap(), 0, block);
+    }
+    static HRESULT WINAPI Duplicate(PCWSTR text, PWSTR* copy)
+    {
+        *copy = static_cast<PWSTR>(Allocate((std::wcslen(text) + 1) * sizeof(WCHAR)));
+        return *copy != nullptr ? (std::wcscpy(*copy, text), S_OK) : E_OUTOFMEMORY;
+    }
+
+    static inline std::set<void*> s_blocks;
+    static inline int s_left = -1;
+    simwindows::ImportHooks m_hooks{GetModuleHandleW(nullptr)};
+};
+
+void Append(Bytes& bytes, ULONGLONG value, int size)
+{
+    for (; size > 0; --size, value >>= 8)
+        bytes.push_back(BYTE(value));
+}
+
+/// The block for an account, written down field by field.
+Bytes Packed(DWORD messageType, const std::wstring& password)
+{
+    constexpr DWORD padding = Unwritten * 0x01010101U;
+    const std::wstring texts[] = {Domain, User, password};
+    Bytes bytes;
+    Append(bytes, messageType, 4);
+    Append(bytes, padding, 4);
+    ULONGLONG offset = 64;
+    for (const std::wstring& text : texts) {
+        Append(bytes, 2 * text.size(), 2);
+        Append(bytes, 2 * text.size(), 2);
+        Append(bytes, padding, 4);
+        Append(bytes, offset, 8);
+        offset += 2 * text.size();
+    }
+    Append(bytes, 0, 8);
+    for (const std::wstring& text : texts) {
+        for (const wchar_t unit : text)
+            Append(bytes, unit, 2);
+    }
+    return bytes;
+}
+
+TEST_CASE("the packed logon, byte by byte")
+{
+    const std::wstring made = Protect(L"p");
+    const std::wstring own = Protect(L"p", true);
+    REQUIRE(made != L"p");
+    // clang-format off
+    struct Row {
+        CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario; DWORD messageType; std::wstring password, packed; size_t protects;
+    };
+    const Row rows[] = {
+        {CPUS_LOGON,              2, L"p",  made, 2},
+        {CPUS_UNLOCK_WORKSTATION, 7, L"p",  made, 2},
+        {CPUS_CREDUI,             0, L"p",  L"p", 0},
+        {CPUS_LOGON,              2, made,  made, 0},
+        {CPUS_UNLOCK_WORKSTATION, 7, own,   own,  0},
+        {CPUS_CREDUI,             0, made,  made, 0},
+        {CPUS_LOGON,              2, L"",   L"",  0},
+        {CPUS_UNLOCK_WORKSTATION, 7, L"",   L"",  0},
+        {CPUS_CREDUI,             0, L"",   L"",  0},
+    };
+    // clang-format on
+    for (const Row& row : rows) {
+        CAPTURE(&row - rows);
+        Simulation simulation(Group::Credentials);
+        const TaskMemory memory;
+        BYTE* block = nullptr;
+        DWORD size = 0;
+        REQUIRE(PackLogon(Domain, User, row.password.c_str(), row.scenario, &block, &size) == S_OK);
+        CHECK(Bytes(block, block + size) == Packed(row.messageType, row.packed));
+        CHECK(memory.Blocks() == 1);
+        CoTaskMemFree(block);
+        const simwindows::State state = simulation.windows.Snapshot();
+        CHECK(state.credentials.protects.size() == row.protects);
+        for (const simwindows::ProtectCall& call : state.credentials.protects) {
+            CHECK_FALSE(call.asSelf);
+            CHECK(call.characters == 2);
+        }
+    }
+
+    // clang-format off
+    const Bytes written = {
+        0,  0, 0, 0, 0xCC, 0xCC, 0xCC, 0xCC,
+        4,  0, 4, 0, 0xCC, 0xCC, 0xCC, 0xCC, 64, 0, 0, 0, 0, 0, 0, 0,
+        6,  0, 6, 0, 0xCC, 0xCC, 0xCC, 0xCC, 68, 0, 0, 0, 0, 0, 0, 0,
+        2,  0, 2, 0, 0xCC, 0xCC, 0xCC, 0xCC, 74, 0, 0, 0, 0, 0, 0, 0,
+        0,  0, 0, 0, 0, 0, 0, 0,
+        'D', 0, 0x2D, 0x4E, 'u', 0, 's', 0, 'r', 0, 'p', 0};
+    // clang-format on
+    CHECK(Packed(0, L"p") == written);
+}
+
+TEST_CASE("lengths in bytes have to fit 16 bits")
+{
+    UNICODE_STRING string{};
+    std::wstring text(32767, L'x');
+    REQUIRE(UnicodeStringInitWithString(text.data(), &string) == S_OK);
+    CHECK(string.Length == 65534);
+    CHECK(string.MaximumLength == 65534);
+    CHECK(string.Buffer == text.data());
+    for (const size_t units : {32768, 65535, 65536, 65537}) {
+        text.assign(units, L'x');
+        CHECK(UnicodeStringInitWithString(text.data(), &string) == Overflow);
+    }
+    CHECK(UnicodeStringInitWithString(nullptr, &string) == E_INVALIDARG);
+}
+
+TEST_CASE("the first thing wrong with an account is told, and nothing handed out")
+{
+    std::wstring tooLong(32768, L'x');
+    wchar_t* const big = tooLong.data();
+    // clang-format off
+    struct Row { PWSTR domain, user, password; CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario; HRESULT result; };
+    const Row rows[] = {
+        {nullptr, big,     big,     CPUS_CHANGE_PASSWORD, E_INVALIDARG},
+        {big,     nullptr, nullptr, CPUS_CHANGE_PASSWORD, Overflow},
+        {Domain,  nullptr, big,     CPUS_CHANGE_PASSWORD, E_INVALIDARG},
+        {Domain,  big,     nullptr, CPUS_CHANGE_PASSWORD, Overflow},
+        {Domain,  User,    nullptr, CPUS_CHANGE_PASSWORD, E_INVALIDARG},
+        {Domain,  User,    User,    CPUS_INVALID,         E_FAIL},
+        {Domain,  User,    User,    CPUS_CHANGE_PASSWORD, E_FAIL},
+        {Domain,  User,    User,    CPUS_PLAP,            E_FAIL},
+    };
+    // clang-format on
+    for (const Row& row : rows) {
+        CAPTURE(&row - rows);
+        KERB_INTERACTIVE_UNLOCK_LOGON logon;
+        std::memset(&logon, Unwritten, sizeof logon);
+        CHECK(KerbInteractiveUnlockLogonInit(row.domain, row.user, row.password, row.scenario, &logon) ==
+              row.result);
+        const auto* bytes = reinterpret_cast<const BYTE*>(&logon);
+        CHECK(Bytes(bytes, bytes + sizeof logon) == Bytes(sizeof logon, Unwritten));
+    }
+}
+
+TEST_CASE("a protection that fails, and one that has nothing to show")
+{
+    // clang-format off
+    struct Row { std::deque<ProtectAnswer> answers; HRESULT result; };
+    const Row rows[] = {
+        {{{ProtectAnswer::Fail, ERROR_INSUFFICIENT_BUFFER, 0}},              HRESULT(0x8007007A)},
+        {{{ProtectAnswer::Fail, ERROR_ACCESS_DENIED}},                       E_ACCESSDENIED},
+        {{{ProtectAnswer::Fail, ERROR_ACCESS_DENIED, 40}},                   E_ACCESSDENIED},
+        {{{ProtectAnswer::Usual}, {ProtectAnswer::Fail, ERROR_INVALID_DATA}}, HRESULT(0x8007000D)},
+        {{{ProtectAnswer::Succeed}},                                         S_OK},
+    };
+    // clang-format on
+    Simulation simulation(Group::Credentials);
+    const TaskMemory memory;
+    PWSTR text = nullptr;
+    for (const Row& row : rows) {
+        CAPTURE(&row - rows);
+        simulation->credentials.protectAnswers = row.answers;
+        text = User;
+        CHECK(ProtectIfNecessaryAndCopyPassword(L"p", CPUS_LOGON, &text) == row.result);
+        CHECK(text == nullptr);
+        CHECK(memory.Blocks() == 0);
+        CHECK(simulation->credentials.protectAnswers.empty());
+    }
+    simulation->credentials.protectAnswers = {{ProtectAnswer::Succeed}};
+    BYTE* block = nullptr;
+    DWORD size = 0;
+    REQUIRE(PackLogon(Domain, User, L"p", CPUS_LOGON, &block, &size) == S_OK);
+    CHECK(Bytes(block, block + size) == Packed(2, L""));
+    CoTaskMemFree(block);
+
+    // Whether it is protected already cannot be told: then it is not.
+    simulation.FailNext("CredIsProtectedW", ERROR_INVALID_PARAMETER);
+    REQUIRE(ProtectIfNecessaryAndCopyPassword(Protect(L"p").c_str(), CPUS_LOGON, &text) == S_OK);
+    CHECK(text == Protect(Protect(L"p")));
+    CoTaskMemFree(text);
+    REQUIRE(ProtectIfNecessaryAndCopyPassword(nullptr, CPUS_LOGON, &text) == S_OK);
+    CHECK(text == std::wstring());
+    CoTaskMemFree(text);
+    CHECK(memory.Blocks() == 0);
+}
+
+TEST_CASE("what GetSerialization hands out when a step fails, and what it gives back")
+{
+    // clang-format off
+    struct Row {
+        const char* fails; DWORD code; CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario; int memory;
+        HRESULT result; bool packed; size_t lookups;
+    };
+    const Row rows[] = {
+        {nullptr,                          0,                     CPUS_LOGON,           -1, S_OK,                true,  1},
+        {"GetComputerNameW",               ERROR_BUFFER_OVERFLOW, CPUS_LOGON,           -1, HRESULT(0x8007006F), false, 0},
+        {"CredProtectW",                   ERROR_ACCESS_DENIED,   CPUS_LOGON,           -1, E_ACCESSDENIED,      false, 0},
+        {nullptr,                          0,                     CPUS_CHANGE_PASSWORD, -1, E_FAIL,              false, 0},
+        {nullptr,                          0,                     CPUS_LOGON,           0,  E_OUTOFMEMORY,       false, 0},
+        {nullptr,                          0,                     CPUS_LOGON,           1,  E_OUTOFMEMORY,       false, 0},
+        {nullptr,                          0,                     CPUS_LOGON,           2,  E_OUTOFMEMORY,       false, 0},
+        {nullptr,                          0,                     CPUS_LOGON,           3,  E_OUTOFMEMORY,       false, 0},
+        {"LsaConnectUntrusted",            0xC0000022,            CPUS_LOGON,           -1, HRESULT(0xD0000022), true,  0},
+        {"LsaLookupAuthenticationPackage", 0xC00000FE,            CPUS_LOGON,           -1, HRESULT(0xD00000FE), true,  0},
+    };
+    // clang-format on
+    for (const Row& row : rows) {
+        CAPTURE(&row - rows);
+        Simulation simulation(Group::Accounts | Group::Credentials | Group::Lsa);
+        auto* credential = new CVexaFPCredential;
+        REQUIRE(credential->Initialize(row.scenario, g_FieldDescriptors, g_FieldStatePairs, L"x") == S_OK);
+        credential->SetAccount(Domain, User, L"p");
+        const TaskMemory memory;
+        memory.RunOutAfter(row.memory);
+        if (row.fails != nullptr)
+            simulation.FailNext(row.fails, row.code);
+
+        const CapturedLog log;
+        auto response = CPGSR_NO_CREDENTIAL_NOT_FINISHED;
+        auto icon = CPSI_WARNING;
+        PWSTR status = User;
+        CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION logon{77, IID_IUnknown, 77, nullptr};
+        CHECK(credential->GetSerialization(&response, &logon, &status, &icon) == row.result);
+
+        const bool succeeded = row.result == S_OK;
+        if (row.packed)
+            CHECK(Bytes(logon.rgbSerialization, logon.rgbSerialization + logon.cbSerialization) ==
+                  Packed(2, Protect(L"p")));
+        CHECK((logon.rgbSerialization != nullptr) == row.packed);
+        CHECK((logon.cbSerialization != 77) == row.packed);
+        CHECK(memory.Blocks() == row.packed);
+        CoTaskMemFree(logon.rgbSerialization);
+        CHECK(response == (succeeded ? CPGSR_RETURN_CREDENTIAL_FINISHED : CPGSR_NO_CREDENTIAL_NOT_FINISHED));
+        CHECK(logon.clsidCredentialProvider == (succeeded ? CLSID_VexaFPCredentialProvider : IID_IUnknown));
+        CHECK(icon == CPSI_WARNING);
+        CHECK(status == User);
+        const std::wstring label = L" VexaFPCredential.cpp CVexaFPCredential::GetSerialization : ";
+        CHECK(log.Lines() == (succeeded    ? std::vector{label + L"CPGSR_RETURN_CREDENTIAL_FINISHED"}
+                              : row.packed ? std::vector{label + L"RetrieveNegotiateAuthPackage Fail"}
+                                           : std::vector<std::wstring>{}));
+
+        const simwindows::LsaState lsa = simulation.windows.Snapshot().lsa;
+        CHECK(logon.ulAuthenticationPackage == (succeeded ? ULONG(lsa.PackageNumber("Negotiate")) : 77));
+        CHECK(lsa.openConnections.empty());
+        CHECK(lsa.wrongCloses == 0);
+        CHECK(lsa.lookups.size() == row.lookups);
+        for (const simwindows::PackageLookup& lookup : lsa.lookups) {
+            CHECK(lookup.name == "Negotiate");
+            CHECK(lookup.length == 9);
+            CHECK(lookup.maximumLength == 10);
+        }
+        CHECK(credential->Release() == 0);
+    }
+}
+
+} // namespace
