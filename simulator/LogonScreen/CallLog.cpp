@@ -43,5 +43,7 @@ void Call::ReturnedText(const std::wstring& result)
 {
     if (m_took < 0)
         Took(S_OK);
+    if (m_log.m_news)
+        m_log.m_news();
     m_log.m_transcript.Line(L"call", L"%s = %s  [%.1f ms]", m_name.c_str(), result.c_str(), m_took);
 }

@@ -4,11 +4,16 @@
 #include "Text.h"
 #include "Transcript.h"
 
+#include <functional>
+
 class CallLog {
 public:
     explicit CallLog(Transcript& transcript) : m_transcript(transcript) {}
 
     Transcript& Lines() { return m_transcript; }
+
+    /// Called before a call's line is written, for what happened during the call.
+    void SetNews(std::function<void()> news) { m_news = std::move(news); }
 
     /// The call that has not returned yet; empty between calls. Asked for by the watchdog, from its own
     /// thread.
@@ -19,6 +24,7 @@ private:
     void SetCurrent(const std::wstring& name);
 
     Transcript& m_transcript;
+    std::function<void()> m_news;
     CriticalSection m_lock;
     std::wstring m_current;
 };

@@ -169,6 +169,11 @@ void LogonSession::Step()
 {
     Pump();
     HandleChanges();
+    WriteNews();
+}
+
+void LogonSession::WriteNews()
+{
     if (m_simulation != nullptr)
         m_simulation->WriteNews();
 }
@@ -207,8 +212,7 @@ void LogonSession::HandleChanges()
     // Once the logon is done LogonUI goes away and asks for no other.
     if (changes.empty() || (m_ended && !m_result.logons.empty()))
         return;
-    if (m_simulation != nullptr)
-        m_simulation->WriteNews();
+    WriteNews();
     for (const CredentialsChange& change : changes) {
         m_log.Lines().Line(L"event", L"ICredentialProviderEvents::CredentialsChanged on thread %lu",
                            change.thread);
@@ -254,8 +258,7 @@ void LogonSession::CloseProvider()
         m_sink->SetUnadvised();
         LoggedRelease(m_log, L"ICredentialProvider", m_provider.Release());
     }
-    if (m_simulation != nullptr)
-        m_simulation->WriteNews();
+    WriteNews();
     for (const CredentialsChange& change : m_sink->Take())
         if (change.afterUnAdvise)
             m_findings.Violation(Format(L"CredentialsChanged on thread %lu after UnAdvise", change.thread));

@@ -31,6 +31,7 @@ private:
     void Loop();
     void Hold(DWORD ms);
     void Step();
+    void WriteNews();
     void Pump();
     void HandleChanges();
     void CheckEnd(ULONGLONG elapsed);

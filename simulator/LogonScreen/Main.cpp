@@ -141,6 +141,7 @@ ExitStatus Run::All()
         std::wstring message;
         if (!m_simulation.SetUp(message))
             return UsageError(message);
+        m_log.SetNews([this] { m_simulation.WriteNews(); });
     }
     // The first life that goes wrong decides.
     ExitStatus verdict = ExitStatus::Expected;

@@ -58,7 +58,9 @@ struct Options {
 
     EndCondition until;
     DWORD timeLimitMs = 60000;
-    DWORD holdMs = 0;
+    /// Windows keeps the logon screen until the desktop is there, so a provider is never released within
+    /// milliseconds of its logon.
+    DWORD holdMs = 500;
     /// "none", "DOMAIN\user", or empty for no expectation.
     std::wstring expect;
 

@@ -21,14 +21,6 @@ std::vector<Item> Since(const std::vector<Item>& record, size_t& seen)
     return news;
 }
 
-std::wstring Join(const std::vector<std::string>& names)
-{
-    std::wstring joined;
-    for (const std::string& name : names)
-        joined += (joined.empty() ? L"" : L", ") + control::FromUtf8(name);
-    return joined;
-}
-
 } // namespace
 
 Simulation::Simulation(const Options& options, Transcript& transcript, HANDLE activity)
@@ -78,9 +70,11 @@ void Simulation::Install(HMODULE module)
     m_hooks.emplace(module);
     const Group groups = m_options.services.empty() ? Group::Usual : Group::Usual | Group::Services;
     const simwindows::HookReport report = SimulatedWindows::Instance().Hook(*m_hooks, groups);
-    m_transcript.Line(L"windows", L"simulated: %s", Join(report.replaced).c_str());
-    if (!report.failed.empty())
-        m_transcript.Line(L"note", L"not simulated, though imported: %s", Join(report.failed).c_str());
+    m_transcript.Line(L"windows",
+                      L"%zu of the DLL's imports are answered or watched by the simulated Windows",
+                      report.replaced.size());
+    for (const std::string& function : report.failed)
+        m_transcript.Line(L"note", L"imported, but not simulated: %s", control::FromUtf8(function).c_str());
 }
 
 void Simulation::ModuleGone()

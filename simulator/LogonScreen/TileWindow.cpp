@@ -40,7 +40,8 @@ void TileWindow::Show(const ScreenContent& content)
     if (m_window == nullptr)
         return;
     PaintScreen(m_canvas, content);
-    ShowWindow(m_window, SW_SHOW);
+    if (!IsWindowVisible(m_window))
+        ShowWindow(m_window, SW_SHOW);
     InvalidateRect(m_window, nullptr, FALSE);
     UpdateWindow(m_window);
 }

@@ -39,9 +39,10 @@ The Windows around it
 The run
   --until WHAT          what ends a life: logon (default), prompt:TEXT (a prompt that contains TEXT) or SECONDS
   --time-limit SECONDS  end a life after that time whatever --until says (default 60)
-  --hold MS             leave the screen up for so long after the end condition
+  --hold MS             leave the screen up for so long after the end condition (default 500: Windows too takes
+                        a while to leave the logon screen; 0 releases the provider at once)
   --expect WHAT         'DOMAIN\user': the logon must be that account's, accepted and without a violation;
-                        none: no logon may come out
+                        none: no logon may come out, which goes with --until prompt:TEXT or SECONDS
   --transcript FILE     write the lines into FILE as well
   --no-window           show no logon screen; Esc in the window ends a life
 
