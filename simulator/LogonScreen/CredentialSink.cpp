@@ -15,7 +15,7 @@ std::wstring TextOf(LPCWSTR text)
 /// The change of one field that may not exist: a credential's mistake there is shown by the record of its
 /// call.
 template <class Change>
-std::function<void(Tile&)> OnField(DWORD id, Change change)
+std::function<void(Tile&)> OnField(DWORD id, const Change& change)
 {
     return [id, change](Tile& tile) {
         if (TileField* field = tile.Find(id))
