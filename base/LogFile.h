@@ -16,9 +16,9 @@ enum LogFlags : std::uint32_t {
     LOG_FUNCTION = 16,
 };
 
-/// Writes UTF-16LE lines without a byte-order mark. The file is reopened for every line, so that it can be
-/// moved or deleted between lines; its name is the time of the process's first line. The folder is never
-/// created: its existence is the switch. Any thread may write; a line allocates nothing itself.
+/// Writes UTF-16LE lines without a byte-order mark. The file is reopened by its name for every line; the name
+/// is the time of the process's first line. The folder is never created: its existence is the switch. Any
+/// thread may write; a line allocates nothing itself.
 class CLogFile {
 public:
     enum Result : std::uint32_t {

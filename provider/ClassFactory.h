@@ -8,8 +8,8 @@
 /// What DllGetClassObject answers: *ppv receives one reference, or null with a failed result.
 HRESULT GetProviderClassObject(REFCLSID rclsid, REFIID riid, void** ppv);
 
-/// Decides whether a fingerprint tile is offered and constructs the provider. On success *ppv receives the only
-/// reference. Anything but ICredentialProvider is answered with E_OUTOFMEMORY, and *ppv left as it is.
+/// Decides whether a fingerprint tile is offered and constructs the provider. On success *ppv receives the
+/// only reference. Anything but ICredentialProvider is answered with E_OUTOFMEMORY, and *ppv left as it is.
 HRESULT CSample_CreateInstance(REFIID riid, void** ppv);
 
 class CClassFactory final : public IClassFactory {

@@ -12,7 +12,8 @@ constexpr char LogSource[] = "VexaFPProvider.cpp";
 /// The only reference to a new provider, or E_OUTOFMEMORY.
 HRESULT CreateProvider(REFIID riid, void** ppv)
 {
-    // Another interface than the provider's is refused as if memory had run out, and leaves the event open: meant.
+    // Another interface than the provider's is refused as if memory had run out, and leaves the event open:
+    // meant.
     if (riid != IID_ICredentialProvider)
         return E_OUTOFMEMORY;
     auto* provider = new (std::nothrow) CVexaFPProvider;

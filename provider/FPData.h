@@ -8,8 +8,8 @@ struct FPData {
     wchar_t password[94];
     wchar_t domain[33];
 
-    /// Cuts each field at its end. Legal records hold terminated strings, but the bytes come from elsewhere: a
-    /// missing terminator must not make a password part of a user name.
+    /// Cuts each field at its end. Legal records hold terminated strings, but the bytes come from elsewhere:
+    /// a missing terminator must not make a password part of a user name.
     void Terminate()
     {
         userName[65] = L'\0';
@@ -24,6 +24,6 @@ static_assert(offsetof(FPData, password) == 132);
 static_assert(offsetof(FPData, domain) == 320);
 static_assert(sizeof(FPData) == 386);
 
-/// Handed from ThreadFP to the command window by a synchronous message; only ever holds terminated fields. The
-/// password stays in it until the next fill.
+/// Handed from ThreadFP to the command window by a synchronous message; only ever holds terminated fields.
+/// The password stays in it until the next fill.
 extern FPData g_FPData;

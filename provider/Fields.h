@@ -17,8 +17,8 @@ struct FIELD_STATE_PAIR {
 extern const CREDENTIAL_PROVIDER_FIELD_DESCRIPTOR g_FieldDescriptors[FIELD_COUNT];
 extern const FIELD_STATE_PAIR g_FieldStatePairs[FIELD_COUNT];
 
-/// Copies id, type and label (duplicated with the COM task allocator; null stays null); the field-type GUID becomes
-/// GUID_NULL. A failure leaves `destination` untouched.
+/// Copies id, type and label (duplicated with the COM task allocator; null stays null); the field-type GUID
+/// becomes GUID_NULL. A failure leaves `destination` untouched.
 HRESULT FieldDescriptorCopy(const CREDENTIAL_PROVIDER_FIELD_DESCRIPTOR& source,
                             CREDENTIAL_PROVIDER_FIELD_DESCRIPTOR& destination);
 

@@ -100,8 +100,8 @@ HRESULT KerbInteractiveUnlockLogonInit(PWSTR pwzDomain, PWSTR pwzUserName, PWSTR
 HRESULT KerbInteractiveUnlockLogonPack(const KERB_INTERACTIVE_UNLOCK_LOGON& kiul, BYTE** prgb, DWORD* pcb)
 {
     const KERB_INTERACTIVE_LOGON& in = kiul.Logon;
-    const DWORD size = static_cast<DWORD>(sizeof kiul) + in.LogonDomainName.Length + in.UserName.Length +
-                       in.Password.Length;
+    const DWORD size =
+        static_cast<DWORD>(sizeof kiul) + in.LogonDomainName.Length + in.UserName.Length + in.Password.Length;
     auto* block = static_cast<BYTE*>(CoTaskMemAlloc(size));
     if (block == nullptr)
         return E_OUTOFMEMORY;
@@ -148,8 +148,7 @@ HRESULT ProtectIfNecessaryAndCopyPassword(PCWSTR pwzPassword, CREDENTIAL_PROVIDE
     if (FAILED(result))
         return result;
     CRED_PROTECTION_TYPE protection = CredUnprotected;
-    const bool isProtected =
-        CredIsProtectedW(password.Get(), &protection) && protection != CredUnprotected;
+    const bool isProtected = CredIsProtectedW(password.Get(), &protection) && protection != CredUnprotected;
     if (cpus != CPUS_CREDUI && !isProtected)
         return ProtectAndCopyString(password.Get(), ppwzProtected);
     return SHStrDupW(password.Get(), ppwzProtected);

@@ -15,7 +15,8 @@ extern LONG g_cRef;
 void DllAddRef();
 void DllRelease();
 
-/// The credential-service event, or null. Made by the first that needs it; a plain global of LogonUI's thread.
+/// The credential-service event, or null. Made by the first that needs it; a plain global of LogonUI's
+/// thread.
 extern HANDLE g_evnetCreSer;
 
 /// Gives up the provider's hold on the event: signals it, closes it, sets the global back to null.

@@ -140,7 +140,8 @@ STDMETHODIMP CVexaFPCredential::GetBitmapValue(DWORD dwFieldID, HBITMAP* phbmp)
     return S_OK;
 }
 
-STDMETHODIMP CVexaFPCredential::GetCheckboxValue(DWORD /*dwFieldID*/, BOOL* /*pbChecked*/, PWSTR* /*ppwszLabel*/)
+STDMETHODIMP CVexaFPCredential::GetCheckboxValue(DWORD /*dwFieldID*/, BOOL* /*pbChecked*/,
+                                                 PWSTR* /*ppwszLabel*/)
 {
     return E_NOTIMPL;
 }
@@ -157,7 +158,8 @@ STDMETHODIMP CVexaFPCredential::GetComboBoxValueCount(DWORD /*dwFieldID*/, DWORD
     return E_NOTIMPL;
 }
 
-STDMETHODIMP CVexaFPCredential::GetComboBoxValueAt(DWORD /*dwFieldID*/, DWORD /*dwItem*/, PWSTR* /*ppwszItem*/)
+STDMETHODIMP CVexaFPCredential::GetComboBoxValueAt(DWORD /*dwFieldID*/, DWORD /*dwItem*/,
+                                                   PWSTR* /*ppwszItem*/)
 {
     return E_NOTIMPL;
 }
@@ -203,8 +205,8 @@ STDMETHODIMP CVexaFPCredential::GetSerialization(CREDENTIAL_PROVIDER_GET_SERIALI
     if (!GetComputerNameW(computerName, &units))
         return HresultFromLastError();
 
-    const HRESULT packed = PackLogon(m_wszDomain, m_wszUserName, m_wszPassword, m_cpus, &pcpcs->rgbSerialization,
-                                     &pcpcs->cbSerialization);
+    const HRESULT packed = PackLogon(m_wszDomain, m_wszUserName, m_wszPassword, m_cpus,
+                                     &pcpcs->rgbSerialization, &pcpcs->cbSerialization);
     if (FAILED(packed))
         return packed;
 

@@ -5,8 +5,9 @@
 
 class CVexaFPProvider;
 
-/// LogonUI's thread makes every interface call. The command window's thread writes the account before it has the
-/// provider announce a change; that announcement is the only synchronisation, and the count is a plain one.
+/// LogonUI's thread makes every interface call. The command window's thread writes the account before it has
+/// the provider announce a change; that announcement is the only synchronisation, and the count is a plain
+/// one.
 class CVexaFPCredential final : public ICredentialProviderCredential {
 public:
     CVexaFPCredential();
@@ -40,8 +41,8 @@ public:
 
     virtual ~CVexaFPCredential();
 
-    /// `rgcpfd`, `rgfsp`: FIELD_COUNT entries, copied. S_OK even when a copy fails: the tile then lacks labels or
-    /// caption, and the provider need not know.
+    /// `rgcpfd`, `rgfsp`: FIELD_COUNT entries, copied. S_OK even when a copy fails: the tile then lacks
+    /// labels or caption, and the provider need not know.
     HRESULT Initialize(CREDENTIAL_PROVIDER_USAGE_SCENARIO cpus,
                        const CREDENTIAL_PROVIDER_FIELD_DESCRIPTOR* rgcpfd, const FIELD_STATE_PAIR* rgfsp,
                        PCWSTR pwzCaption);

@@ -110,8 +110,8 @@ HRESULT CVexaFPProvider::CreateCredentialAndWindow()
                                                L"FingerPrint");
     }
     if (FAILED(result)) {
-        // The window releases its provider without ever having added a reference. Here the provider lives on, so
-        // that one is added for it.
+        // The window releases its provider without ever having added a reference. Here the provider lives on,
+        // so that one is added for it.
         if (m_pCommandWindow != nullptr)
             AddRef();
         DestroyCredentialAndWindow();
@@ -166,7 +166,8 @@ STDMETHODIMP CVexaFPProvider::GetFieldDescriptorCount(DWORD* pdwCount)
     return S_OK;
 }
 
-STDMETHODIMP CVexaFPProvider::GetFieldDescriptorAt(DWORD dwIndex, CREDENTIAL_PROVIDER_FIELD_DESCRIPTOR** ppcpfd)
+STDMETHODIMP CVexaFPProvider::GetFieldDescriptorAt(DWORD dwIndex,
+                                                   CREDENTIAL_PROVIDER_FIELD_DESCRIPTOR** ppcpfd)
 {
     FP_LOG("CVexaFPProvider::GetFieldDescriptorAt", L"Start");
     if (dwIndex >= FIELD_COUNT || ppcpfd == nullptr)
@@ -174,7 +175,8 @@ STDMETHODIMP CVexaFPProvider::GetFieldDescriptorAt(DWORD dwIndex, CREDENTIAL_PRO
     return FieldDescriptorCoAllocCopy(g_FieldDescriptors[dwIndex], ppcpfd);
 }
 
-STDMETHODIMP CVexaFPProvider::GetCredentialCount(DWORD* pdwCount, DWORD* pdwDefault, BOOL* pbAutoLogonWithDefault)
+STDMETHODIMP CVexaFPProvider::GetCredentialCount(DWORD* pdwCount, DWORD* pdwDefault,
+                                                 BOOL* pbAutoLogonWithDefault)
 {
     FP_LOG("CVexaFPProvider::GetCredentialCount", L"Start");
     *pdwCount = 1;

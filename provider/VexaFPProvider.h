@@ -6,8 +6,8 @@
 class CCommandWindow;
 class CVexaFPCredential;
 
-/// LogonUI's thread makes every interface call; StatusChanged comes from the command window's thread. No lock is
-/// taken on either side, and the reference count is a plain one: meant.
+/// LogonUI's thread makes every interface call; StatusChanged comes from the command window's thread. No lock
+/// is taken on either side, and the reference count is a plain one: meant.
 class CVexaFPProvider final : public ICredentialProvider {
 public:
     CVexaFPProvider();
@@ -22,11 +22,12 @@ public:
     STDMETHODIMP UnAdvise() override;
     STDMETHODIMP GetFieldDescriptorCount(DWORD* pdwCount) override;
     STDMETHODIMP GetFieldDescriptorAt(DWORD dwIndex, CREDENTIAL_PROVIDER_FIELD_DESCRIPTOR** ppcpfd) override;
-    STDMETHODIMP GetCredentialCount(DWORD* pdwCount, DWORD* pdwDefault, BOOL* pbAutoLogonWithDefault) override;
+    STDMETHODIMP GetCredentialCount(DWORD* pdwCount, DWORD* pdwDefault,
+                                    BOOL* pbAutoLogonWithDefault) override;
     STDMETHODIMP GetCredentialAt(DWORD dwIndex, ICredentialProviderCredential** ppcpc) override;
 
-    /// connectStatus 1: an identified account was verified, and LogonUI is to log it on; 0: no longer. Stores both
-    /// and tells LogonUI. Touches nothing of the provider once LogonUI has been told.
+    /// connectStatus 1: an identified account was verified, and LogonUI is to log it on; 0: no longer. Stores
+    /// both and tells LogonUI. Touches nothing of the provider once LogonUI has been told.
     void StatusChanged(DWORD connectStatus, DWORD statusDetail);
 
     /// Waits up to 30000 ms for the credential-check event, then signals it.

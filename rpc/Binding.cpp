@@ -18,8 +18,8 @@ RPC_WSTR RpcText(const wchar_t* text)
 
 RPC_STATUS BindFPService()
 {
-    // What an earlier call left in the two globals is overwritten: one binding leaked per probe is meant, since a
-    // thread may be inside a call on the old handle.
+    // What an earlier call left in the two globals is overwritten: one binding leaked per probe is meant,
+    // since a thread may be inside a call on the old handle.
     RPC_STATUS status = RpcStringBindingComposeW(nullptr, RpcText(L"ncalrpc"), nullptr, RpcText(L"VexaFP"),
                                                  nullptr, &g_stringBinding);
     if (status != RPC_S_OK) {

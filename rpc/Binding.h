@@ -4,8 +4,8 @@
 
 #include "VexaFP.h"
 
-/// Composes the string binding and makes the handle; returns 0 or the status of the call that failed. An earlier
-/// binding is overwritten, not freed.
+/// Composes the string binding and makes the handle; returns 0 or the status of the call that failed. An
+/// earlier binding is overwritten, not freed.
 RPC_STATUS BindFPService();
 
 /// Frees both, once.

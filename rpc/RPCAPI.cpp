@@ -8,7 +8,8 @@ namespace {
 // Only the lowest bit counts to Windows, so the exception is continuable.
 constexpr DWORD ReraiseFlags = 0x80001234;
 
-/// Calls `stub` under the guard and raises again what it caught; returns 0 should a handler continue from there.
+/// Calls `stub` under the guard and raises again what it caught; returns 0 should a handler continue from
+/// there.
 template <class Stub, class... Arguments>
 long CallNamed(const char* name, Stub stub, Arguments... arguments)
 {

@@ -1,7 +1,7 @@
 // The service's named procedures as functions. Each has its procedure's parameters and result. A structured
-// exception that the call raises (RPC failures arrive so) is raised again with the same code, continuable, and one
-// argument: the address of the function's own name, e.g. "RPCAPI::ListEnroll".
-// Records are 386 bytes: see FP_RECORD. Strings are zero-terminated and never null unless stated.
+// exception that the call raises (RPC failures arrive so) is raised again with the same code, continuable,
+// and one argument: the address of the function's own name, e.g. "RPCAPI::ListEnroll". Records are 386 bytes:
+// see FP_RECORD. Strings are zero-terminated and never null unless stated.
 #pragma once
 
 #include "VexaFP.h"

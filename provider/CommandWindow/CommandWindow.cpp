@@ -16,6 +16,12 @@ constexpr char LogSource[] = "CommandWindow.cpp";
 
 constexpr DWORD StopLimit = 5000; // ms
 
+/// Makes a blocked IdentifyEnroll return; false when the call raised.
+bool StopCapture()
+{
+    return !Guarded([] { CallStub(Stub_CaptureStop); }).raised;
+}
+
 } // namespace
 
 std::atomic<CCommandWindow*> g_pCommandWindow = nullptr;
@@ -46,8 +52,8 @@ HRESULT CCommandWindow::Initialize(CVexaFPProvider* provider)
 
 void CCommandWindow::DetachOwner()
 {
-    // Whoever is inside longer than this waits in LogonUI's own CredentialsChanged, perhaps for this very thread,
-    // and touches neither object afterwards.
+    // Whoever is inside longer than this waits in LogonUI's own CredentialsChanged, perhaps for this very
+    // thread, and touches neither object afterwards.
     m_owner.Close(StopLimit);
 }
 
@@ -57,9 +63,9 @@ void CCommandWindow::Destroy()
     DetachOwner();
     g_bExit.Set();
     FP_LOG(label, L"RPCCaptureStop");
-    if (Guarded([] { CallStub(Stub_CaptureStop); }).raised)
+    if (!StopCapture())
         FP_LOG(label, L"RPCCaptureStop Fail");
-    WaitForDeamonThread(StopLimit);
+    const bool stopped = WaitForDeamonThread(StopLimit);
 
     g_bExit.Close(m_closed);
     const HWND window = m_hWnd;
@@ -68,6 +74,10 @@ void CCommandWindow::Destroy()
         FP_LOG(label, L"PostMessage  %d", posted);
         m_hWnd = nullptr;
     }
+    // An identification that began just after the stop would keep its thread, and so the module, until
+    // somebody places a finger.
+    if (!stopped)
+        StopCapture();
     if (m_painting.Close(StopLimit))
         m_art.Shutdown();
     if (m_pProvider != nullptr)

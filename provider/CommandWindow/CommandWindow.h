@@ -2,10 +2,12 @@
 //
 // Threads (ThreadFP and DeamonThread: Workers.h)
 //   The provider's thread constructs the window, calls Initialize, DetachOwner and Destroy.
-//   The window thread, started by Initialize, runs the message loop; it alone calls the provider's StatusChanged and
-//   fills the credential, both under m_owner. WM_EXIT_THREAD ends it. Exit code: 0, or the HRESULT that stopped it.
-// A thread can outlive the window, in a wait or a call that takes its time. Each therefore holds a reference to this
-// object, and the module; what it finds when it wakes is m_closed set, m_hWnd null, m_owner and m_painting closed.
+//   The window thread, started by Initialize, runs the message loop; it alone calls the provider's
+//   StatusChanged and fills the credential, both under m_owner. WM_EXIT_THREAD ends it. Exit code: 0, or the
+//   HRESULT that stopped it.
+// A thread can outlive the window, in a wait or a call that takes its time. Each therefore holds a reference
+// to this object, and the module; what it finds when it wakes is m_closed set, m_hWnd null, m_owner and
+// m_painting closed.
 #pragma once
 
 #include "FPData.h"
@@ -22,8 +24,9 @@
 class CVexaFPCredential;
 class CVexaFPProvider;
 
-inline constexpr UINT WM_FINGERPRINT = WM_USER + 1; // wParam 0: g_FPData holds an identified user; 1: withdrawn
-inline constexpr UINT WM_PROMPT = WM_USER + 2;      // wParam 1: wrong-password prompt; other: redraw the prompt
+inline constexpr UINT WM_FINGERPRINT =
+    WM_USER + 1;                               // wParam 0: g_FPData holds an identified user; 1: withdrawn
+inline constexpr UINT WM_PROMPT = WM_USER + 2; // wParam 1: wrong-password prompt; other: redraw the prompt
 inline constexpr UINT WM_EXIT_THREAD = WM_USER + 3; // ends the message loop
 
 class CCommandWindow {
@@ -35,17 +38,20 @@ public:
     /// Not owned; set right after construction.
     void SetCredential(CVexaFPCredential* credential) { m_pCredential = credential; }
 
-    /// Starts the window thread. The provider is released by Destroy, without a reference having been added: meant.
+    /// Starts the window thread. The provider is released by Destroy, without a reference having been added:
+    /// meant.
     HRESULT Initialize(CVexaFPProvider* provider);
 
     /// From its return on, no thread touches provider or credential. Waits for one that is inside either.
     void DetachOwner();
 
-    /// Stops workers and window in order, and gives up the owner's hold: what others would do in a destructor, but
-    /// the memory stays until the last thread has left it. Takes as long as DeamonThread, 5000 ms at most.
+    /// Stops workers and window in order, and gives up the owner's hold: what others would do in a
+    /// destructor, but the memory stays until the last thread has left it. Takes as long as DeamonThread,
+    /// 5000 ms at most.
     void Destroy();
 
-    // --- For the window's own threads -------------------------------------------------------------------------
+    // --- For the window's own threads
+    // -------------------------------------------------------------------------
 
     HWND Window() const { return m_hWnd; }
 
@@ -53,8 +59,8 @@ public:
     StopState TakeStop() { return g_bExit.Take(m_closed); }
     bool IsClosed() const { return ReadStop() == StopState::Closed; }
 
-    /// Makes `data` the identified user, and wipes it where it was. False, and nothing stored, when the window is
-    /// closed: the record may serve a newer window by then.
+    /// Makes `data` the identified user, and wipes it where it was. False, and nothing stored, when the
+    /// window is closed: the record may serve a newer window by then.
     bool StoreUser(FPData& data);
 
     /// Has the window check and submit the identified user; returns when it has.

@@ -10,7 +10,7 @@ namespace {
 constexpr char LogSource[] = "CommandWindow.cpp";
 constexpr char Label[] = "DeamonThread";
 
-constexpr DWORD Pause = 200;      // ms
+constexpr DWORD Pause = 200;       // ms
 constexpr DWORD WatchSlice = 5000; // ms
 constexpr int RunLimit = 3;
 
@@ -25,8 +25,8 @@ enum class Watched {
 
 void RestartStoppedServices(const CCommandWindow& window)
 {
-    // Only the fingerprint service is restarted, also when it is the sensor's that is down; nobody waits for the
-    // commands beyond the pauses, nor looks at their results.
+    // Only the fingerprint service is restarted, also when it is the sensor's that is down; nobody waits for
+    // the commands beyond the pauses, nor looks at their results.
     const int sensorService = IsServiceRunning(L"vcsFPService");
     const int fingerprintService = sensorService != 0 ? IsServiceRunning(L"VexaFPService") : 0;
     if ((sensorService != 0 && fingerprintService != 0) || window.IsClosed())
@@ -124,11 +124,10 @@ bool HasDeamonThreadEnded()
     return ended;
 }
 
-void WaitForDeamonThread(DWORD timeout)
+bool WaitForDeamonThread(DWORD timeout)
 {
     AcquireSRWLockExclusive(&g_handleLock);
     const KernelHandle thread = std::move(g_hDeamonThread);
     ReleaseSRWLockExclusive(&g_handleLock);
-    if (thread)
-        WaitForSingleObject(thread.Get(), timeout);
+    return !thread || WaitForSingleObject(thread.Get(), timeout) == WAIT_OBJECT_0;
 }

@@ -11,8 +11,8 @@ public:
     /// Starts GDI+ and prepares format and font. Without GDI+ nothing is ever painted.
     void Start();
 
-    /// Loads a resource of the provider DLL, of the custom type "PNG" or RT_BITMAP. No image is no error: then none
-    /// is painted.
+    /// Loads a resource of the provider DLL, of the custom type "PNG" or RT_BITMAP. No image is no error:
+    /// then none is painted.
     void LoadImageResource(UINT id, const wchar_t* type);
 
     /// Answers WM_PAINT: the image, and `text` under it.

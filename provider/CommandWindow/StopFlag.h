@@ -9,9 +9,9 @@ enum class StopState {
     Closed, // the asking thread's own window has gone; the flag now belongs to others
 };
 
-/// One for the module, and for as long as the module is loaded: a thread that outlives its window may still come to
-/// the lock. Each window's `closed` is guarded by the same lock, so that a late thread never takes a newer window's
-/// stop for its own.
+/// One for the module, and for as long as the module is loaded: a thread that outlives its window may still
+/// come to the lock. Each window's `closed` is guarded by the same lock, so that a late thread never takes a
+/// newer window's stop for its own.
 class StopFlag {
 public:
     void Set();

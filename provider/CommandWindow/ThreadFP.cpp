@@ -125,8 +125,8 @@ ExitCode CheckEnrolment(CCommandWindow& window)
     long result = 0;
     long value = 0;
     long recordCount = 0;
-    const SehResult guarded =
-        Guarded([&] { result = CallStub(Stub_ListEnroll, static_cast<byte*>(nullptr), &value, &recordCount); });
+    const SehResult guarded = Guarded(
+        [&] { result = CallStub(Stub_ListEnroll, static_cast<byte*>(nullptr), &value, &recordCount); });
     if (window.IsClosed())
         return Success;
     if (guarded.raised) {
@@ -142,8 +142,8 @@ ExitCode CheckEnrolment(CCommandWindow& window)
     return std::nullopt;
 }
 
-/// Counts a match, whether or not its password was accepted. True when that reaches the limit; a count already past
-/// it never does: meant.
+/// Counts a match, whether or not its password was accepted. True when that reaches the limit; a count
+/// already past it never does: meant.
 bool IsLockedOut(CCommandWindow& window)
 {
     constexpr std::uint32_t unlimited = 32767;
@@ -176,8 +176,8 @@ ExitCode Identify(CCommandWindow& window)
     constexpr DWORD busyPause = 2000; // ms
     constexpr DWORD pause = 100;      // ms
 
-    // The service fills a record of this call's own: a thread that outlived its window must not write into the
-    // shared one, which by then serves another.
+    // The service fills a record of this call's own: a thread that outlived its window must not write into
+    // the shared one, which by then serves another.
     FPData data{};
     if (!window.StoreUser(data))
         return Success;

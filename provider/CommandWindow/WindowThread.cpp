@@ -18,8 +18,8 @@ constexpr char LogSource[] = "CommandWindow.cpp";
 constexpr COLORREF ColorKey = RGB(0xFF, 0x00, 0xFF);
 constexpr DWORD WrongPasswordPause = 1000; // ms
 
-/// CheckUserAndPwd raises a structured exception when memory is short. Nobody is above this thread to catch it, and
-/// an account that can't be checked is not accepted.
+/// CheckUserAndPwd raises a structured exception when memory is short. Nobody is above this thread to catch
+/// it, and an account that can't be checked is not accepted.
 int CheckIdentifiedUser()
 {
     int accepted = 0;

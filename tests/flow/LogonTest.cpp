@@ -24,8 +24,8 @@ Answer CredentialCount(ProviderLife& life)
 }
 
 /// Takes the serialization and checks that it logs `user` on.
-void CheckSerialization(ProviderLife& life, CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario, const std::wstring& domain,
-                        const std::wstring& user)
+void CheckSerialization(ProviderLife& life, CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario,
+                        const std::wstring& domain, const std::wstring& user)
 {
     CREDENTIAL_PROVIDER_GET_SERIALIZATION_RESPONSE response{};
     CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION serialization{};
@@ -51,12 +51,19 @@ TEST_CASE("a finger logs its user on")
     Machine machine;
     ProviderLife life(machine);
     CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario = CPUS_LOGON;
-    SUBCASE("at logon") { scenario = CPUS_LOGON; }
-    SUBCASE("at unlock") { scenario = CPUS_UNLOCK_WORKSTATION; }
+    SUBCASE("at logon")
+    {
+        scenario = CPUS_LOGON;
+    }
+    SUBCASE("at unlock")
+    {
+        scenario = CPUS_UNLOCK_WORKSTATION;
+    }
     life.Start(scenario);
     REQUIRE(life.SeePrompt(L"Please scan a finger"));
     const Answer before = CredentialCount(life);
-    CHECK((before.count == 1 && before.standard == CREDENTIAL_PROVIDER_NO_DEFAULT && before.autoLogon == FALSE));
+    CHECK((before.count == 1 && before.standard == CREDENTIAL_PROVIDER_NO_DEFAULT &&
+           before.autoLogon == FALSE));
 
     machine.Tell(L"place SIMULATED-PC anna secret");
     REQUIRE(life.sink.WaitFor(1));
@@ -126,9 +133,8 @@ TEST_CASE("the log of one logon, line by line")
         if (!provider && line.source != "VexaFPCredential.cpp" && line.source != "..\\..\\base\\common.cpp")
             continue;
         const bool address = line.message.starts_with(L"credetialServiceEvent = 0x");
-        const std::string method = line.label.substr(line.label.find("::") == std::string::npos
-                                                         ? 0
-                                                         : line.label.find("::") + 2);
+        const std::string method =
+            line.label.substr(line.label.find("::") == std::string::npos ? 0 : line.label.find("::") + 2);
         logonUi.push_back(std::wstring(method.begin(), method.end()) + L": " +
                           (address ? L"credetialServiceEvent = 0x" : line.message));
     }
@@ -207,7 +213,8 @@ TEST_CASE("the lock-out limit counts matches, whatever their password")
             machine.Tell(L"wait IdentifyEnroll " + std::to_wstring(row.fingers + 1));
         }
         const Texts calls = machine.Calls();
-        CHECK(std::count(calls.begin(), calls.end(), L"IdentifyEnroll") == row.fingers + (row.locked ? 0 : 1));
+        CHECK(std::count(calls.begin(), calls.end(), L"IdentifyEnroll") ==
+              row.fingers + (row.locked ? 0 : 1));
     }
 }
 
@@ -227,4 +234,5 @@ TEST_CASE("fields without their terminators are cut, and nothing runs over")
     CHECK(logons[0].password == std::wstring(93, L'p'));
     CHECK(logons[0].domain == std::wstring(32, L'd'));
     REQUIRE(machine.WaitForLog("CCommandWindow::WndProc", L"user " + std::wstring(65, L'u')));
+    machine.Tell(L"wait IdentifyEnroll 2");
 }

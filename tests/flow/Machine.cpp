@@ -50,6 +50,8 @@ LogLine Parse(const std::wstring& line)
 
 } // namespace
 
+control::ServiceProcess Machine::s_service;
+
 Machine::Machine()
 {
     windows.Reset();
@@ -58,22 +60,24 @@ Machine::Machine()
         state->accounts.accounts.push_back({L"SIMULATED-PC", L"anna", L"secret"});
         state->services.Script(L"vcsFPService", {{}});
         state->services.Script(L"VexaFPService", {{}});
-        state->clock.SetScale(0.01);
+        // Waits for another thread end by themselves and keep real time: shorter ones would make the watchdog
+        // take the stop that ThreadFP is to see.
+        state->clock.sleepScale = 0.01;
     }
+    // A thread that outlives its test may have the log open until it notices.
+    REQUIRE(Await([] { return GetModuleHandleW(L"VexaFPCredentialProvider.dll") == nullptr; }));
     fs::remove_all(LogFolder);
     fs::create_directories(LogFolder);
     fs::remove(IniFile);
-    StartService();
-}
-
-Machine::~Machine()
-{
-    m_service.Quit();
+    if (!s_service.IsRunning())
+        StartService();
+    Tell(L"reset");
+    Tell(L"clear");
 }
 
 void Machine::StartService()
 {
-    REQUIRE(m_service.Start());
+    REQUIRE(s_service.Start());
 }
 
 void Machine::SetLockOut(int enable, int count) const
@@ -104,14 +108,27 @@ std::vector<std::wstring> Machine::LogOf(const std::string& label) const
 
 bool Machine::WaitForLog(const std::string& label, const std::wstring& message, size_t times) const
 {
-    constexpr DWORD pause = 10; // ms
-    for (DWORD waited = 0; waited < Patience; waited += pause) {
+    return Await([&] {
         const std::vector<std::wstring> messages = LogOf(label);
-        if (static_cast<size_t>(std::count(messages.begin(), messages.end(), message)) >= times)
-            return true;
-        simwindows::RealSleep(pause);
+        return static_cast<size_t>(std::count(messages.begin(), messages.end(), message)) >= times;
+    });
+}
+
+WorkerWaits Machine::Waits() const
+{
+    const std::vector<simwindows::Wait> all = windows.Snapshot().clock.waits;
+    // The watchdog is the thread that waits for another, 5000 ms at a time.
+    DWORD watchdog = 0;
+    for (const simwindows::Wait& wait : all) {
+        if (wait.object != nullptr && wait.milliseconds == 5000 && wait.thread != GetCurrentThreadId())
+            watchdog = wait.thread;
     }
-    return false;
+    WorkerWaits waits;
+    for (const simwindows::Wait& wait : all) {
+        if (wait.object == nullptr && wait.thread != GetCurrentThreadId())
+            (wait.thread == watchdog ? waits.watchdog : waits.identification).push_back(wait.milliseconds);
+    }
+    return waits;
 }
 
 void Machine::Tell(const std::wstring& command) const

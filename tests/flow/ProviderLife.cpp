@@ -8,19 +8,6 @@ constexpr wchar_t ModuleName[] = L"VexaFPCredentialProvider.dll";
 constexpr CLSID ProviderClass = {
     0x0ce326a8, 0xc767, 0x433f, {0x82, 0xb9, 0x60, 0x1b, 0x2a, 0x27, 0x32, 0x1e}};
 
-/// True once `holds` does, within the bound of these tests.
-template <class Condition>
-bool Await(Condition holds)
-{
-    constexpr DWORD pause = 5; // ms
-    for (DWORD waited = 0; waited < Patience; waited += pause) {
-        if (holds())
-            return true;
-        simwindows::RealSleep(pause);
-    }
-    return holds();
-}
-
 } // namespace
 
 STDMETHODIMP EventsSink::QueryInterface(REFIID /*riid*/, void** ppv)
