@@ -76,10 +76,29 @@ fail_logon() {
     die "$@"
 }
 
-screenshot() {
+# Wine leaves it to the window manager to keep topmost windows on top, and there is none: whatever got the focus last
+# may cover the prompt window.
+raise_prompt_window() {
+    xdotool search --onlyvisible --name '^Window$' windowraise '%@' >/dev/null 2>&1 || true
+}
+
+# The prompt is pure white text in a line of its own at the top right; nothing else there comes near that.
+prompt_in_picture() {
+    [[ $(identify -format '%[fx:minima.g<maxima.g&&maxima.g==1]' "$1[400x30+880+98]") == 1 ]]
+}
+
+take_picture() {
     # The window reaches the screen a moment after it was painted.
-    sleep 0.4
-    import -window root "$build/$1" || fail_logon "The screenshot $1 could not be taken."
+    sleep 0.3
+    import -window root "$1"
+}
+
+# picture_of_prompt NAME: a screenshot on which the prompt is to be seen.
+picture_of_prompt() {
+    local file=$build/$1
+    raise_prompt_window
+    take_picture "$file" || fail_logon "The screenshot build/$1 could not be taken."
+    prompt_in_picture "$file" || fail_logon "The prompt is not to be seen on the screenshot build/$1."
     echo "Screenshot: build/$1"
 }
 
@@ -172,7 +191,7 @@ logon_reported_or_gone() {
 # The logon that the good finger calls for, and how long it took.
 expect_logon() {
     wait_for 60 logon_reported_or_gone || fail_logon "The finger led to no logon within a minute."
-    screen_is_gone || screenshot logon-welcome.png
+    screen_is_gone || take_picture "$build/logon-welcome.png"
     await_verdict
     local timing
     timing=$(measured_time) || die "The transcript has no time from the service's answer to CredentialsChanged."
@@ -187,7 +206,7 @@ logon_plain() {
         await_calls IdentifyEnroll 1
         echo "The prompt's text is not checked: no text is known here for language $language."
     fi
-    screenshot "$picture"
+    picture_of_prompt "$picture"
     place_finger "$password" "with the right password"
     expect_logon
 }
@@ -195,14 +214,14 @@ logon_plain() {
 logon_wrong_password() {
     screen_up --expect "$computer\\$user" --hold "$welcome_ms"
     await_prompt "$scan_prompt"
-    screenshot "$picture"
+    picture_of_prompt "$picture"
     place_finger 'of-last-year' "with a wrong password"
     await_prompt "$wrong_password_prompt"
-    screenshot logon-wrong-password.png
+    picture_of_prompt logon-wrong-password.png
     # It shows for a second only.
     ! prompt_shown "$scan_again_prompt" || echo "The screenshot came too late for that prompt."
     await_prompt "$scan_again_prompt"
-    screenshot logon-scan-again.png
+    picture_of_prompt logon-scan-again.png
     place_finger "$password" "with the right password"
     expect_logon
 }
@@ -223,12 +242,12 @@ logon_lockout() {
     # The screen stays up after the last prompt, so that another identification would have its chance.
     screen_up --expect none --until "prompt:$manual_logon_prompt" --hold 8000
     await_prompt "$scan_prompt"
-    screenshot "$picture"
+    picture_of_prompt "$picture"
     place_finger 'of-last-year' "with a wrong password"
     await_calls IdentifyEnroll 2
     place_finger 'of-the-year-before' "with a wrong password"
     await_prompt "$manual_logon_prompt"
-    screenshot logon-lockout.png
+    picture_of_prompt logon-lockout.png
     place_finger "$password" "with the right password, too late"
     sleep 2
     ! screen_is_gone || fail_logon "The logon screen was gone before the last finger could have been asked for."

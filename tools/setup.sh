@@ -7,7 +7,7 @@ build_packages=(
     cmake ninja-build doctest-dev
 )
 wine_packages=(
-    wine wine64 xvfb xauth imagemagick
+    wine wine64 xvfb xauth xdotool imagemagick
     # Latin and Cyrillic prompts; Arabic; Chinese, Japanese and Korean.
     fonts-liberation fonts-dejavu-core fonts-wqy-microhei
 )
@@ -35,5 +35,6 @@ need_packages() {
     ((${#missing[@]})) || return 0
     say "Installing ${missing[*]}"
     as_root apt-get update -qq
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
+        -o Dpkg::Use-Pty=0 "${missing[@]}" >/dev/null
 }
