@@ -64,7 +64,9 @@ Machine::Machine()
         // take the stop that ThreadFP is to see.
         state->clock.sleepScale = 0.01;
     }
-    // A thread that outlives its test may have the log open until it notices.
+    // A thread that outlives its test has the log open until it notices.
+    if (s_service.IsRunning())
+        Tell(L"reset");
     REQUIRE(Await([] { return GetModuleHandleW(L"VexaFPCredentialProvider.dll") == nullptr; }));
     fs::remove_all(LogFolder);
     fs::create_directories(LogFolder);

@@ -53,6 +53,7 @@ ProviderLife::ProviderLife(Machine& machine) : m_machine(machine)
 
 ProviderLife::~ProviderLife()
 {
+    m_machine.HurryWaits();
     End();
     if (m_module == nullptr)
         return;

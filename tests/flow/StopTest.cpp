@@ -17,6 +17,7 @@ void CheckNextLife(Machine& machine)
     life.StartAndWaitForPrompt();
     machine.Tell(L"place SIMULATED-PC anna secret");
     CHECK(life.sink.WaitFor(1));
+    machine.HurryWaits();
 }
 
 } // namespace
@@ -48,8 +49,9 @@ TEST_CASE("the life ends within its waits and leaves nothing behind")
         CHECK(life.SeePrompt(L"Wrong password"));
         machine.HurryWaits();
     }
-    SUBCASE("after a logon")
+    SUBCASE("right after a logon, when the next identification has yet to begin")
     {
+        machine.HurryWaits();
         life.StartAndWaitForPrompt();
         machine.Tell(L"place SIMULATED-PC anna secret");
         CHECK(life.sink.WaitFor(1));
@@ -95,10 +97,12 @@ TEST_CASE("lives follow each other in one loaded module")
     REQUIRE(module != nullptr);
     for (int turn = 0; turn < 5; ++turn) {
         CAPTURE(turn);
+        machine.Tell(L"clear");
         ProviderLife life(machine);
         life.StartAndWaitForPrompt();
         machine.Tell(L"place SIMULATED-PC anna secret");
         CHECK(life.sink.WaitFor(1));
+        machine.Tell(L"wait IdentifyEnroll 2");
     }
     FreeLibrary(module);
 }
@@ -124,6 +128,7 @@ TEST_CASE("a thread left over from an earlier life does not serve the next")
     const auto logons = machine.windows.Snapshot().accounts.logons;
     REQUIRE(logons.size() == 1);
     CHECK(logons[0].password == L"secret");
+    machine.Tell(L"ignore-stop off");
 }
 
 TEST_CASE("a second window beside a living one fails to register, and nothing breaks")
