@@ -1,0 +1,33 @@
+// The tests' other side: the simulated service as a child process, started when a test finds none.
+#pragma once
+
+#include "Binding.h"
+#include "FPStub.h"
+#include "Filter.h"
+#include "RPCAPI.h"
+#include "control/ServiceControl.h"
+#include "control/ServiceProcess.h"
+
+#include <doctest/doctest.h>
+
+control::ServiceProcess& ServiceProcess();
+
+/// A service with its defaults that has received no call, and a binding to it.
+struct BoundService {
+    BoundService();
+    ~BoundService() { UnbindFPService(); }
+    BoundService(const BoundService&) = delete;
+    BoundService& operator=(const BoundService&) = delete;
+};
+
+/// Calls under a filter; see CallUnderFilter.
+template <class Call>
+Raised RaisedBy(Call call, BOOL goOn = FALSE, long* result = nullptr)
+{
+    Raised raised{};
+    const auto invoke = [](void* context) -> long { return (*static_cast<Call*>(context))(); };
+    const long value = CallUnderFilter(invoke, &call, goOn, &raised);
+    if (result != nullptr)
+        *result = value;
+    return raised;
+}
