@@ -19,5 +19,5 @@ run_tests() {
     build_all
     start_windows
     say "Testing under Wine"
-    ctest --preset release "$@"
+    ctest --preset release --no-tests=error "$@"
 }
