@@ -78,6 +78,24 @@ CLIENT_CALL_RETURN __cdecl SeeCall(PMIDL_STUB_DESC stub, PFORMAT_STRING format, 
     return {};
 }
 
+/// Calls a stub with nothing but zeros, for SeeCall.
+template <class Result, class... Parameters>
+void CheckOpnum(Result(__cdecl* stub)(Parameters...), byte opnum)
+{
+    CallStub(stub, Parameters{}...);
+    // Implicit primitive handle, a flags word of 0, opnum.
+    CHECK(g_seenHeader == std::vector<byte>{0x32, 0x48, 0, 0, 0, 0, opnum, 0});
+}
+
+/// Client and simulated service come from one definition: a changed order would escape them both.
+template <class... Stubs>
+void CheckOrder(Stubs... stubs)
+{
+    static_assert(sizeof...(stubs) == 32);
+    byte opnum = 0;
+    (CheckOpnum(stubs, opnum++), ...);
+}
+
 } // namespace
 
 TEST_CASE("the service's callback reaches the client's routine and is answered with 0")
@@ -106,12 +124,16 @@ TEST_CASE("what the stubs tell the RPC runtime")
     BindFPService();
     simwindows::ImportHooks hooks(GetModuleHandleW(nullptr));
     REQUIRE(hooks.Replace("NdrClientCall2", SeeCall) == simwindows::ImportHooks::Result::Replaced);
-    CallStub(Stub_CaptureStop);
+    CheckOrder(Stub_Probe, Stub_Opnum1, Stub_ListEnroll, Stub_EnrollCapture, Stub_EnrollCommit,
+               Stub_EnrollBegin, Stub_EnrollCount, Stub_ListUserFinger, Stub_IdentifyEnroll,
+               Stub_IdleIdentifyEnroll, Stub_ModifyUserData, Stub_DeleteFinger, Stub_SetFAP,
+               Stub_GetFPVersion, Stub_GetAuthUserCreds, Stub_IsAdminRegister, Stub_IsFAPSet,
+               Stub_ResotreUserData, Stub_BackupUserData, Stub_GetUserData, Stub_DeleteUserData,
+               Stub_DeleteFAPUserData, Stub_PbaEnable, Stub_IsPbaEnable, Stub_Opnum24, Stub_Opnum25,
+               Stub_Opnum26, Stub_Opnum27, Stub_Opnum28, Stub_Opnum29, Stub_CaptureStop, Stub_Opnum31);
     CHECK(g_seenStub.RpcInterfaceInformation == &client);
     CHECK(g_seenStub.Version == 0x50002);
     CHECK(g_seenStub.fCheckBounds == 1);
     CHECK(g_seenStub.IMPLICIT_HANDLE_INFO.pPrimitiveHandle == &g_hFPBinding);
-    // Implicit primitive handle, a flags word of 0, opnum.
-    CHECK(g_seenHeader == std::vector<byte>{0x32, 0x48, 0, 0, 0, 0, 30, 0});
     UnbindFPService();
 }
