@@ -47,9 +47,9 @@ LoadedProvider::~LoadedProvider()
     CHECK(g_noMemory.thread == 0);
     FreeLibrary(hooks.Module());
     // Its threads hold it until they have left it, and must not meet the real Windows before.
-    for (int tries = 0; tries < 2000 && GetModuleHandleW(FileName) != nullptr; ++tries)
+    for (int tries = 0; tries < 1000 && GetModuleHandleW(FileName) != nullptr; ++tries)
         Sleep(10);
-    REQUIRE(GetModuleHandleW(FileName) == nullptr);
+    CHECK(GetModuleHandleW(FileName) == nullptr);
     hooks.Forget();
     CHECK(PromptWindow() == nullptr);
     CHECK(OpenEventA(SYNCHRONIZE, FALSE, ServiceEventName) == nullptr);

@@ -211,7 +211,10 @@ TEST_CASE("a scenario that cannot be served leaves the provider as it was")
     {
         dll.FailNextAllocation(512, 1535);
     }
+    dll.TakeDebugTexts();
     CHECK(provider->SetUsageScenario(CPUS_LOGON, 0) == expected);
+    for (const std::string& text : dll.TakeDebugTexts())
+        CHECK(text == "VEXA CredPro ~CVexaFPCredential"); // not the provider's end
     provider->AddRef();
     CHECK(provider->Release() == 1);
     CHECK(PromptWindow() == nullptr);

@@ -210,11 +210,12 @@ TEST_CASE("a protection that fails, and one that has nothing to show")
     for (const Row& row : rows) {
         CAPTURE(&row - rows);
         simulation->credentials.protectAnswers = row.answers;
+        simulation->credentials.protects.clear();
         text = User;
         CHECK(ProtectIfNecessaryAndCopyPassword(L"p", CPUS_LOGON, &text) == row.result);
         CHECK(text == nullptr);
         CHECK(memory.Blocks() == 0);
-        CHECK(simulation->credentials.protectAnswers.empty());
+        CHECK(simulation->credentials.protects.size() == row.answers.size());
     }
     simulation->credentials.protectAnswers = {{ProtectAnswer::Succeed}};
     BYTE* block = nullptr;
@@ -236,22 +237,24 @@ TEST_CASE("a protection that fails, and one that has nothing to show")
 
 TEST_CASE("what GetSerialization hands out when a step fails, and what it gives back")
 {
+    constexpr wchar_t fits[] = L"FIFTEEN-LETTERS";
+    constexpr wchar_t too[] = L"SIXTEEN-LETTERS-";
     // clang-format off
     struct Row {
-        const char* fails; DWORD code; CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario; int memory;
+        const wchar_t* computer; const char* fails; DWORD code; CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario; int memory;
         HRESULT result; bool packed; size_t lookups;
     };
     const Row rows[] = {
-        {nullptr,                          0,                     CPUS_LOGON,           -1, S_OK,                true,  1},
-        {"GetComputerNameW",               ERROR_BUFFER_OVERFLOW, CPUS_LOGON,           -1, HRESULT(0x8007006F), false, 0},
-        {"CredProtectW",                   ERROR_ACCESS_DENIED,   CPUS_LOGON,           -1, E_ACCESSDENIED,      false, 0},
-        {nullptr,                          0,                     CPUS_CHANGE_PASSWORD, -1, E_FAIL,              false, 0},
-        {nullptr,                          0,                     CPUS_LOGON,           0,  E_OUTOFMEMORY,       false, 0},
-        {nullptr,                          0,                     CPUS_LOGON,           1,  E_OUTOFMEMORY,       false, 0},
-        {nullptr,                          0,                     CPUS_LOGON,           2,  E_OUTOFMEMORY,       false, 0},
-        {nullptr,                          0,                     CPUS_LOGON,           3,  E_OUTOFMEMORY,       false, 0},
-        {"LsaConnectUntrusted",            0xC0000022,            CPUS_LOGON,           -1, HRESULT(0xD0000022), true,  0},
-        {"LsaLookupAuthenticationPackage", 0xC00000FE,            CPUS_LOGON,           -1, HRESULT(0xD00000FE), true,  0},
+        {fits, nullptr,                          0,                     CPUS_LOGON,           -1, S_OK,                true,  1},
+        {too,  nullptr,                          0,                     CPUS_LOGON,           -1, HRESULT(0x8007006F), false, 0},
+        {fits, "CredProtectW",                   ERROR_ACCESS_DENIED,   CPUS_LOGON,           -1, E_ACCESSDENIED,      false, 0},
+        {fits, nullptr,                          0,                     CPUS_CHANGE_PASSWORD, -1, E_FAIL,              false, 0},
+        {fits, nullptr,                          0,                     CPUS_LOGON,           0,  E_OUTOFMEMORY,       false, 0},
+        {fits, nullptr,                          0,                     CPUS_LOGON,           1,  E_OUTOFMEMORY,       false, 0},
+        {fits, nullptr,                          0,                     CPUS_LOGON,           2,  E_OUTOFMEMORY,       false, 0},
+        {fits, nullptr,                          0,                     CPUS_LOGON,           3,  E_OUTOFMEMORY,       false, 0},
+        {fits, "LsaConnectUntrusted",            0xC0000022,            CPUS_LOGON,           -1, HRESULT(0xD0000022), true,  0},
+        {fits, "LsaLookupAuthenticationPackage", 0xC00000FE,            CPUS_LOGON,           -1, HRESULT(0xD00000FE), true,  0},
     };
     // clang-format on
     for (const Row& row : rows) {
@@ -262,6 +265,7 @@ TEST_CASE("what GetSerialization hands out when a step fails, and what it gives 
         credential->SetAccount(Domain, User, L"p");
         const TaskMemory memory;
         memory.RunOutAfter(row.memory);
+        simulation->accounts.computerName = row.computer;
         if (row.fails != nullptr)
             simulation.FailNext(row.fails, row.code);
 
