@@ -3,19 +3,11 @@
 #include "Handle.h"
 #include "LogFile.h"
 
-#include <cstdint>
-
 SECURITY_DESCRIPTOR g_EveryoneSD;
 
 namespace {
 
 constexpr char LogSource[] = R"(..\..\base\common.cpp)";
-
-template <class Pointer>
-unsigned LowBits(Pointer pointer)
-{
-    return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(pointer));
-}
 
 } // namespace
 
@@ -35,14 +27,14 @@ HANDLE createCredetialSeviceEvent()
     const HANDLE event = CreateEventA(&everyone, FALSE, FALSE, STR_CREDENTIAL_SERVICE);
     // Meant so: the figure is this function's address, not the handle.
     FP_LOG("createCredetialSeviceEvent", L"credetialServiceEvent = 0x%x",
-           LowBits(&createCredetialSeviceEvent));
+           HandleForLog(reinterpret_cast<const void*>(&createCredetialSeviceEvent)));
     return event;
 }
 
 void waitCredetialSeviceEvent()
 {
     const KernelHandle event(OpenEventA(EVENT_ALL_ACCESS, FALSE, STR_CREDENTIAL_SERVICE));
-    FP_LOG("waitCredetialSeviceEvent", L"waitCredetialSeviceEvent == 0x%x", LowBits(event.Get()));
+    FP_LOG("waitCredetialSeviceEvent", L"waitCredetialSeviceEvent == 0x%x", HandleForLog(event.Get()));
     if (!event)
         return;
     FP_LOG("waitCredetialSeviceEvent", L"waitCredetialSeviceEvent enter");

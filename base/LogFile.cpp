@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::uint32_t LogLevel = 2;
 constexpr std::size_t MessageUnits = 256;
-constexpr std::uint8_t ModeEitherFolder = 1;
+constexpr std::uint32_t EitherFolder = 1; // as a mode for every level, as a level in every mode
 
 bool FolderExists(const std::string& folder)
 {
@@ -95,7 +95,7 @@ std::uint32_t CLogFile::WriteV(std::uint32_t level, const wchar_t* format, va_li
 
 CLogFile::Choice CLogFile::ChooseStream(std::uint32_t level, FILE*& stream)
 {
-    const bool eitherFolder = m_mode == ModeEitherFolder || level == 1;
+    const bool eitherFolder = m_mode == EitherFolder || level == EitherFolder;
     if (!eitherFolder && level != LogLevel)
         return Choice::Stream;
     if (FolderExists(m_logDir)) {

@@ -3,7 +3,7 @@
 
 #include <windows.h>
 
-/// The calling thread's last error. An error of 0 stays 0: a caller that must not report success checks for it.
+/// The calling thread's last error. An error of 0 stays 0.
 inline HRESULT HresultFromLastError()
 {
     return HRESULT_FROM_WIN32(GetLastError());

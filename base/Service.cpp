@@ -13,7 +13,7 @@ bool QueryAfterWaitHint(const ServiceHandle& service, SERVICE_STATUS& status)
 
 } // namespace
 
-int IsServiceRunning(const wchar_t* serviceName)
+int IsServiceRunning(const wchar_t* serviceName, bool (*goOn)(const void* context), const void* context)
 {
     const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, GENERIC_READ));
     if (!manager)
@@ -27,6 +27,8 @@ int IsServiceRunning(const wchar_t* serviceName)
         return 0;
     // A settled service is asked twice too: the first answer's hint (usually 0) is always waited for.
     do {
+        if (goOn != nullptr && !goOn(context))
+            return 0;
         if (!QueryAfterWaitHint(service, status))
             return 0;
     } while (status.dwCurrentState != SERVICE_RUNNING && status.dwCurrentState != SERVICE_STOPPED);

@@ -9,10 +9,10 @@ set(before "({2,0}},
     \\(PRPC_PROTSEQ_ENDPOINT\\)VexaFP__RpcProtseqEndpoint,
     0,
 )    0,
-(    0,
-};)")
+    0,
+(};)")
 string(REGEX REPLACE "${before}"
-    "\\1    (PRPC_DISPATCH_TABLE)&g_FPCallbackDispatch,\n\\2    &g_FPCallbackServerInfo,\n\\3" patched "${stub}")
+    "\\1    (PRPC_DISPATCH_TABLE)&g_FPCallbackDispatch,\n\\2    &g_FPCallbackServerInfo,\n    RPCFLG_HAS_CALLBACK,\n\\3" patched "${stub}")
 if(patched STREQUAL stub)
     message(FATAL_ERROR "${INPUT}: no client interface of the expected form to attach the callback to")
 endif()

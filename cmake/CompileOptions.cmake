@@ -7,9 +7,7 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
 
 add_compile_definitions(
     UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN
-    _WIN32_WINNT=0x0A00
-    # widl writes the interface definition language's type `small` without declaring it.
-    "small=signed char")
+    _WIN32_WINNT=0x0A00)
 add_compile_options(
     -Wall -Wextra -Werror
     -fms-extensions
@@ -19,6 +17,8 @@ add_compile_options(
     -g -gcodeview
     -ffunction-sections -fdata-sections
     # Names of this machine's folders stay out of the symbols and of __FILE__.
+    -fdebug-compilation-dir=.
+    -gno-codeview-command-line
     -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
     -ffile-prefix-map=${CMAKE_BINARY_DIR}/=build/
     $<$<COMPILE_LANGUAGE:C>:-std=c17>)

@@ -61,10 +61,9 @@ STDMETHODIMP CClassFactory::CreateInstance(IUnknown* pUnkOuter, REFIID riid, voi
 {
     if (ppv == nullptr)
         return E_POINTER;
-    if (pUnkOuter != nullptr) {
-        *ppv = nullptr;
+    *ppv = nullptr;
+    if (pUnkOuter != nullptr)
         return CLASS_E_NOAGGREGATION;
-    }
     OutputDebugStringA("VEXACredential Provider CreateInstance");
     return CSample_CreateInstance(riid, ppv);
 }

@@ -9,7 +9,7 @@
 HRESULT GetProviderClassObject(REFCLSID rclsid, REFIID riid, void** ppv);
 
 /// Decides whether a fingerprint tile is offered and constructs the provider. On success *ppv receives the
-/// only reference. Anything but ICredentialProvider is answered with E_OUTOFMEMORY, and *ppv left as it is.
+/// only reference. Anything but ICredentialProvider is answered with E_OUTOFMEMORY.
 HRESULT CSample_CreateInstance(REFIID riid, void** ppv);
 
 class CClassFactory final : public IClassFactory {

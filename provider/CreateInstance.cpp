@@ -30,6 +30,7 @@ HRESULT CreateProvider(REFIID riid, void** ppv)
 
 HRESULT CSample_CreateInstance(REFIID riid, void** ppv)
 {
+    g_Log.SetLogDir("C:\\CPLog");
     const HRESULT result = CreateProvider(riid, ppv);
     FP_LOG("CSample_CreateInstance", L"return 0x%x", static_cast<unsigned>(result));
     return result;

@@ -24,6 +24,6 @@ static_assert(offsetof(FPData, password) == 132);
 static_assert(offsetof(FPData, domain) == 320);
 static_assert(sizeof(FPData) == 386);
 
-/// Handed from ThreadFP to the command window by a synchronous message; only ever holds terminated fields.
+/// Written by ThreadFP before it sends the command window WM_FINGERPRINT; only ever holds terminated fields.
 /// The password stays in it until the next fill.
 extern FPData g_FPData;

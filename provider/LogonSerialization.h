@@ -28,8 +28,9 @@ HRESULT RetrieveNegotiateAuthPackage(ULONG* pulAuthPackage);
 /// caller frees it with CoTaskMemFree.
 HRESULT ProtectIfNecessaryAndCopyPassword(PCWSTR pwzPassword, CREDENTIAL_PROVIDER_USAGE_SCENARIO cpus,
                                           PWSTR* ppwzProtected);
+/// Null with S_OK when Windows, against its contract, needs no buffer.
 HRESULT ProtectAndCopyString(PCWSTR pwzToProtect, PWSTR* ppwzProtected);
 
-/// The whole of it: protects the password, packs the account. Nothing is returned on failure.
+/// Protects the password and packs the account. Nothing is returned on failure.
 HRESULT PackLogon(PWSTR domain, PWSTR userName, PCWSTR password, CREDENTIAL_PROVIDER_USAGE_SCENARIO cpus,
                   BYTE** prgb, DWORD* pcb);

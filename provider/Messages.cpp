@@ -112,12 +112,16 @@ constexpr MessageSet German = {
     L"Laden...",
     L"Fingerabdrucksensor fehlgeschlagen.",
 };
+
+// clang-format on
+
 struct LanguageRow {
     LCID lcid;
     const MessageSet* messages; // null: the current texts stay
 };
 
 // What is not listed here gets English.
+// clang-format off
 constexpr LanguageRow Languages[] = {
     {0x0804, &ChineseSimplified},
     {0x0404, &ChineseTraditional},

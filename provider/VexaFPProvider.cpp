@@ -38,7 +38,11 @@ CVexaFPProvider::~CVexaFPProvider()
 {
     OutputDebugStringA("VEXA CredPro ~CVexaFPProvider");
     FP_LOG("CVexaFPProvider::~CVexaFPProvider", L"~CVexaFPProvider()");
-    DestroyCredentialAndWindow();
+    // The window's thread fills the credential and reports to the provider: neither may go under its feet.
+    if (m_pCommandWindow != nullptr)
+        m_pCommandWindow->DetachOwner();
+    ReleaseCredential();
+    DestroyCommandWindow();
     ReleaseCredentialServiceEvent();
     DllRelease();
 }
@@ -114,24 +118,24 @@ HRESULT CVexaFPProvider::CreateCredentialAndWindow()
         // so that one is added for it.
         if (m_pCommandWindow != nullptr)
             AddRef();
-        DestroyCredentialAndWindow();
+        DestroyCommandWindow();
+        ReleaseCredential();
     }
     return result;
 }
 
-void CVexaFPProvider::DestroyCredentialAndWindow()
+void CVexaFPProvider::DestroyCommandWindow()
 {
-    // The window's thread fills the credential and reports to the provider: neither may go under its feet.
     if (m_pCommandWindow != nullptr)
-        m_pCommandWindow->DetachOwner();
-    if (m_pCredential != nullptr) {
-        m_pCredential->Release();
-        m_pCredential = nullptr;
-    }
-    if (m_pCommandWindow != nullptr) {
         m_pCommandWindow->Destroy();
-        m_pCommandWindow = nullptr;
-    }
+    m_pCommandWindow = nullptr;
+}
+
+void CVexaFPProvider::ReleaseCredential()
+{
+    if (m_pCredential != nullptr)
+        m_pCredential->Release();
+    m_pCredential = nullptr;
 }
 
 STDMETHODIMP CVexaFPProvider::SetSerialization(const CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION* /*pcpcs*/)
@@ -198,8 +202,10 @@ void CVexaFPProvider::StatusChanged(DWORD connectStatus, DWORD statusDetail)
     FP_LOG("CVexaFPProvider::StatusChanged", L"Start");
     m_statusDetail = statusDetail;
     m_connectStatus = connectStatus;
-    if (m_pEvents != nullptr)
-        m_pEvents->CredentialsChanged(m_adviseContext);
+    // Read once: LogonUI may take its sink back on its own thread meanwhile.
+    ICredentialProviderEvents* const events = m_pEvents;
+    if (events != nullptr)
+        events->CredentialsChanged(m_adviseContext);
 }
 
 void CVexaFPProvider::WaitCredentialCheck()

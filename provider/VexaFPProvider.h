@@ -1,4 +1,4 @@
-// The provider that LogonUI drives: one credential, one command window, and the answer to whether it is time.
+// The provider that LogonUI drives: one credential, one command window, and whether to log on automatically.
 #pragma once
 
 #include <credentialprovider.h>
@@ -37,7 +37,8 @@ private:
     ~CVexaFPProvider();
 
     HRESULT CreateCredentialAndWindow();
-    void DestroyCredentialAndWindow();
+    void DestroyCommandWindow();
+    void ReleaseCredential();
 
     DWORD m_statusDetail = 0;
     DWORD m_connectStatus = 0;

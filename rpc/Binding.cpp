@@ -4,6 +4,7 @@
 #include "SehGuard.h"
 
 #include <cstdio>
+#include <utility>
 
 namespace {
 
@@ -19,30 +20,33 @@ RPC_WSTR RpcText(const wchar_t* text)
 RPC_STATUS BindFPService()
 {
     // What an earlier call left in the two globals is overwritten: one binding leaked per probe is meant,
-    // since a thread may be inside a call on the old handle.
+    // since a thread may be inside a call on the old handle. Both are complete before others see them.
+    RPC_WSTR stringBinding = nullptr;
     RPC_STATUS status = RpcStringBindingComposeW(nullptr, RpcText(L"ncalrpc"), nullptr, RpcText(L"VexaFP"),
-                                                 nullptr, &g_stringBinding);
+                                                 nullptr, &stringBinding);
     if (status != RPC_S_OK) {
         std::printf("RpcStringBindingCompose return %d\n", static_cast<int>(status));
         return status;
     }
-    status = RpcBindingFromStringBindingW(g_stringBinding, &g_hFPBinding);
-    if (status != RPC_S_OK) {
+    RPC_BINDING_HANDLE handle = nullptr;
+    status = RpcBindingFromStringBindingW(stringBinding, &handle);
+    g_hFPBinding = handle;
+    g_stringBinding = stringBinding;
+    if (status != RPC_S_OK)
         std::printf("RpcBindingFromStringBinding return %d\n", static_cast<int>(status));
-        return status;
-    }
-    return RPC_S_OK;
+    return status;
 }
 
 void UnbindFPService()
 {
     if (g_stringBinding == nullptr)
         return;
-    RpcStringFreeW(&g_stringBinding);
-    RpcBindingFree(&g_hFPBinding);
-    // Not every RPC runtime resets what it is given.
-    g_stringBinding = nullptr;
-    g_hFPBinding = nullptr;
+    // Both globals are reset first: not every RPC runtime does it, and a raise must not leave anything to
+    // free twice.
+    RPC_WSTR stringBinding = std::exchange(g_stringBinding, nullptr);
+    RPC_BINDING_HANDLE handle = std::exchange(g_hFPBinding, nullptr);
+    RpcStringFreeW(&stringBinding);
+    RpcBindingFree(&handle);
 }
 
 int ConnectFPService()

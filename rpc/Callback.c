@@ -9,7 +9,7 @@ LONG Service_Callback(LONG first, LONG second, unsigned char* third)
     return 0;
 }
 
-/* The generated tables have no linkage; these are what the client interface refers to. */
+/* The generated tables are this file's own; these are what the client interface refers to. */
 const RPC_DISPATCH_TABLE g_FPCallbackDispatch = {1, VexaFPCallback_table, 0};
 const MIDL_SERVER_INFO g_FPCallbackServerInfo = {
     &VexaFPCallback_StubDesc,

@@ -9,6 +9,6 @@ template <class Result, class... Parameters, class... Arguments>
 Result CallStub(Result(__cdecl* stub)(Parameters...), Arguments... arguments)
 {
     if (g_hFPBinding == nullptr)
-        RaiseException(RPC_S_INVALID_BINDING, 0, 0, nullptr);
+        RaiseException(RPC_S_INVALID_BINDING, EXCEPTION_NONCONTINUABLE, 0, nullptr);
     return stub(arguments...);
 }

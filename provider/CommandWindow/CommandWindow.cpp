@@ -14,7 +14,8 @@ namespace {
 
 constexpr char LogSource[] = "CommandWindow.cpp";
 
-constexpr DWORD StopLimit = 5000; // ms
+constexpr DWORD StopLimit = 5000;   // ms
+constexpr DWORD DetachLimit = 1000; // ms
 
 /// Makes a blocked IdentifyEnroll return; false when the call raised.
 bool StopCapture()
@@ -52,9 +53,8 @@ HRESULT CCommandWindow::Initialize(CVexaFPProvider* provider)
 
 void CCommandWindow::DetachOwner()
 {
-    // Whoever is inside longer than this waits in LogonUI's own CredentialsChanged, perhaps for this very
-    // thread, and touches neither object afterwards.
-    m_owner.Close(StopLimit);
+    // Whoever is inside longer waits in LogonUI's own CredentialsChanged, perhaps for this very thread.
+    m_owner.Close(DetachLimit);
 }
 
 void CCommandWindow::Destroy()
@@ -65,7 +65,7 @@ void CCommandWindow::Destroy()
     FP_LOG(label, L"RPCCaptureStop");
     if (!StopCapture())
         FP_LOG(label, L"RPCCaptureStop Fail");
-    const bool stopped = WaitForDeamonThread(StopLimit);
+    const bool stopped = WaitForWatchdog(StopLimit);
 
     g_bExit.Close(m_closed);
     const HWND window = m_hWnd;
@@ -74,23 +74,50 @@ void CCommandWindow::Destroy()
         FP_LOG(label, L"PostMessage  %d", posted);
         m_hWnd = nullptr;
     }
-    // An identification that began just after the stop would keep its thread, and so the module, until
-    // somebody places a finger.
+    // An identification that began just after the stop, or whose thread missed the flag because the watchdog
+    // had taken it already, would keep its thread, and so the module, until somebody places a finger.
     if (!stopped)
         StopCapture();
-    if (m_painting.Close(StopLimit))
+    if (m_painting.Close(DetachLimit))
         m_art.Shutdown();
     if (m_pProvider != nullptr)
         m_pProvider->Release();
-    CCommandWindow* self = this;
-    g_pCommandWindow.compare_exchange_strong(self, nullptr);
     Release();
+}
+
+void CCommandWindow::StartWatchdog()
+{
+    KernelHandle thread = StartThread<DeamonThread>();
+    AcquireSRWLockExclusive(&m_watchdogLock);
+    m_hDeamonThread = std::move(thread);
+    ReleaseSRWLockExclusive(&m_watchdogLock);
+}
+
+bool CCommandWindow::HasWatchdogEnded()
+{
+    AcquireSRWLockExclusive(&m_watchdogLock);
+    const bool ended = m_hDeamonThread && WaitForSingleObject(m_hDeamonThread.Get(), 0) == WAIT_OBJECT_0;
+    ReleaseSRWLockExclusive(&m_watchdogLock);
+    return ended;
+}
+
+bool CCommandWindow::WaitForWatchdog(DWORD timeout)
+{
+    AcquireSRWLockExclusive(&m_watchdogLock);
+    const KernelHandle thread = std::move(m_hDeamonThread);
+    ReleaseSRWLockExclusive(&m_watchdogLock);
+    return !thread || WaitForSingleObject(thread.Get(), timeout) == WAIT_OBJECT_0;
 }
 
 void CCommandWindow::Release()
 {
     if (InterlockedDecrement(&m_refCount) == 0)
         delete this;
+}
+
+bool CCommandWindow::LoadUser(FPData& data)
+{
+    return g_bExit.WhileOpen(m_closed, [&] { data = g_FPData; });
 }
 
 bool CCommandWindow::StoreUser(FPData& data)

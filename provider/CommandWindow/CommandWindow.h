@@ -42,12 +42,14 @@ public:
     /// meant.
     HRESULT Initialize(CVexaFPProvider* provider);
 
-    /// From its return on, no thread touches provider or credential. Waits for one that is inside either.
+    /// From its return on, no thread touches provider or credential. Waits for one that is inside either:
+    /// usually not at all. One that is still inside after 1000 ms has called LogonUI and touches neither
+    /// afterwards.
     void DetachOwner();
 
     /// Stops workers and window in order, and gives up the owner's hold: what others would do in a
-    /// destructor, but the memory stays until the last thread has left it. Takes as long as DeamonThread,
-    /// 5000 ms at most.
+    /// destructor, but the memory stays until the last thread has left it. Waits for DeamonThread, 5000 ms at
+    /// most.
     void Destroy();
 
     // --- For the window's own threads
@@ -62,6 +64,8 @@ public:
     /// Makes `data` the identified user, and wipes it where it was. False, and nothing stored, when the
     /// window is closed: the record may serve a newer window by then.
     bool StoreUser(FPData& data);
+    /// Copies the identified user. False, and nothing copied, when the window is closed.
+    bool LoadUser(FPData& data);
 
     /// Has the window check and submit the identified user; returns when it has.
     void SendFingerprint() const { SendMessageW(m_hWnd, WM_FINGERPRINT, 0, 0); }
@@ -102,6 +106,12 @@ private:
         return exitCode;
     }
 
+    void StartWatchdog();
+    /// True when there was a watchdog and it has ended.
+    bool HasWatchdogEnded();
+    /// Gives the handle up after the wait, `timeout` ms at most. False when the watchdog has not ended.
+    bool WaitForWatchdog(DWORD timeout);
+
     static DWORD ThreadProc(void* window);
     HRESULT RunWindow();
     HRESULT InitInstance();
@@ -110,6 +120,8 @@ private:
 
     static LRESULT CALLBACK WndProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
     void OnFingerprint(HWND window, WPARAM wParam);
+    /// Copies the identified user, and hands it to the credential. False when window or provider are going.
+    bool SubmitUser(FPData& user);
     void OnPrompt(HWND window, WPARAM wParam);
     void OnPowerBroadcast(HWND window, WPARAM wParam);
     void OnPaint(HWND window);
@@ -128,13 +140,15 @@ private:
     CVexaFPProvider* m_pProvider = nullptr;
     CVexaFPCredential* m_pCredential = nullptr;
 
-    LONG m_refCount = 1;   // the owner and every running thread
-    bool m_closed = false; // guarded by g_bExit's lock
-    Rundown m_owner;       // provider and credential
-    Rundown m_painting;    // m_art
+    SRWLOCK m_watchdogLock = SRWLOCK_INIT;
+    KernelHandle m_hDeamonThread; // of this window's own watchdog
+    LONG m_refCount = 1;          // the owner and every running thread
+    bool m_closed = false;        // guarded by g_bExit's lock
+    Rundown m_owner;              // provider and credential
+    Rundown m_painting;           // m_art
 };
 
-/// The latest window, or null. Only its presence is looked at.
+/// The latest window constructed; not reset when it goes. Only its presence is looked at.
 extern std::atomic<CCommandWindow*> g_pCommandWindow;
 
 /// The window's handle for the credential, which hides it.

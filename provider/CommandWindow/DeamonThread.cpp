@@ -14,9 +14,6 @@ constexpr DWORD Pause = 200;       // ms
 constexpr DWORD WatchSlice = 5000; // ms
 constexpr int RunLimit = 3;
 
-SRWLOCK g_handleLock = SRWLOCK_INIT;
-KernelHandle g_hDeamonThread;
-
 /// How watching one run of ThreadFP ended.
 enum class Watched {
     End,    // nothing is left to watch
@@ -27,8 +24,12 @@ void RestartStoppedServices(const CCommandWindow& window)
 {
     // Only the fingerprint service is restarted, also when it is the sensor's that is down; nobody waits for
     // the commands beyond the pauses, nor looks at their results.
-    const int sensorService = IsServiceRunning(L"vcsFPService");
-    const int fingerprintService = sensorService != 0 ? IsServiceRunning(L"VexaFPService") : 0;
+    const auto isOpen = [](const void* asked) {
+        return !static_cast<const CCommandWindow*>(asked)->IsClosed();
+    };
+    const int sensorService = IsServiceRunning(L"vcsFPService", isOpen, &window);
+    const int fingerprintService =
+        sensorService != 0 ? IsServiceRunning(L"VexaFPService", isOpen, &window) : 0;
     if ((sensorService != 0 && fingerprintService != 0) || window.IsClosed())
         return;
     FP_LOG(Label, L"vcsFPService stopped %d %d", sensorService, fingerprintService);
@@ -69,7 +70,7 @@ Watched Watch(CCommandWindow& window, KernelHandle& thread)
         if (waited == WAIT_OBJECT_0)
             break;
         if (waited != WAIT_TIMEOUT) {
-            thread.Release();
+            thread.Release(); // left open: meant
             return Watched::Failed;
         }
         FP_LOG(Label, L"WAIT_TIMEOUT");
@@ -78,7 +79,7 @@ Watched Watch(CCommandWindow& window, KernelHandle& thread)
     if (ExitCodeOf(thread) != 0)
         return Watched::Failed;
     FP_LOG(Label, L"GetExitCodeThread 0");
-    thread.Release();
+    thread.Release(); // left open: meant
     return Watched::End;
 }
 
@@ -106,28 +107,4 @@ DWORD DeamonThread(void* argument)
     window.ShowPrompt(MSG_SENSOR_FAILED);
     FP_LOG(Label, L"end");
     return 0;
-}
-
-void StartDeamonThread(CCommandWindow& window)
-{
-    KernelHandle thread = window.StartThread<DeamonThread>();
-    AcquireSRWLockExclusive(&g_handleLock);
-    std::swap(g_hDeamonThread, thread);
-    ReleaseSRWLockExclusive(&g_handleLock);
-}
-
-bool HasDeamonThreadEnded()
-{
-    AcquireSRWLockExclusive(&g_handleLock);
-    const bool ended = g_hDeamonThread && WaitForSingleObject(g_hDeamonThread.Get(), 0) == WAIT_OBJECT_0;
-    ReleaseSRWLockExclusive(&g_handleLock);
-    return ended;
-}
-
-bool WaitForDeamonThread(DWORD timeout)
-{
-    AcquireSRWLockExclusive(&g_handleLock);
-    const KernelHandle thread = std::move(g_hDeamonThread);
-    ReleaseSRWLockExclusive(&g_handleLock);
-    return !thread || WaitForSingleObject(thread.Get(), timeout) == WAIT_OBJECT_0;
 }

@@ -1,5 +1,7 @@
 #include "Rundown.h"
 
+#include <utility>
+
 bool Rundown::Acquire()
 {
     AcquireSRWLockExclusive(&m_lock);
@@ -21,8 +23,8 @@ void Rundown::Release()
 bool Rundown::Close(DWORD timeout)
 {
     AcquireSRWLockExclusive(&m_lock);
-    m_closed = true;
-    while (m_users > 0) {
+    const bool first = !std::exchange(m_closed, true);
+    while (first && m_users > 0) {
         if (!SleepConditionVariableSRW(&m_released, &m_lock, timeout, 0))
             break;
     }

@@ -9,7 +9,8 @@ public:
     bool Acquire();
     void Release();
 
-    /// Refuses all further users and waits up to `timeout` ms for those inside. True when none is left.
+    /// Refuses all further users, and the first time waits up to `timeout` ms for those inside. True when
+    /// none is left.
     bool Close(DWORD timeout);
 
 private:

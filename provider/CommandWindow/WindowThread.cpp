@@ -20,11 +20,11 @@ constexpr DWORD WrongPasswordPause = 1000; // ms
 
 /// CheckUserAndPwd raises a structured exception when memory is short. Nobody is above this thread to catch
 /// it, and an account that can't be checked is not accepted.
-int CheckIdentifiedUser()
+int CheckUser(const FPData& user)
 {
     int accepted = 0;
     const SehResult guarded =
-        Guarded([&] { accepted = CheckUserAndPwd(g_FPData.userName, g_FPData.password, g_FPData.domain); });
+        Guarded([&] { accepted = CheckUserAndPwd(user.userName, user.password, user.domain); });
     return guarded.raised ? 0 : accepted;
 }
 
@@ -61,7 +61,7 @@ HRESULT CCommandWindow::RunWindow()
         MoveWindow(window, width - WindowSize, 0, WindowSize, WindowSize, FALSE);
         ShowWindow(window, SW_SHOWNORMAL);
         // Also without a window: the watchdog has its own business.
-        StartDeamonThread(*this);
+        StartWatchdog();
         if (SUCCEEDED(created))
             RunMessageLoop(window);
     }
@@ -167,19 +167,31 @@ void CCommandWindow::OnFingerprint(HWND window, WPARAM wParam)
     if (wParam != 0)
         return;
 
-    if (const RundownScope owner(m_owner); owner)
-        m_pCredential->SetAccount(g_FPData.domain, g_FPData.userName, g_FPData.password);
-    FP_LOG(label, L"CheckUserAndPwd Start");
-    const int accepted = CheckIdentifiedUser();
-    FP_LOG(label, L"CheckUserAndPwd End");
-    if (accepted == 0) {
-        FP_LOG(label, L"user %s", g_FPData.userName);
-        ShowWrongPassword();
-        return;
+    // A copy: by the time the check is over, this window may be closed and the shared record another's.
+    FPData user{};
+    if (SubmitUser(user)) {
+        FP_LOG(label, L"CheckUserAndPwd Start");
+        const int accepted = CheckUser(user);
+        FP_LOG(label, L"CheckUserAndPwd End");
+        if (accepted == 0) {
+            FP_LOG(label, L"user %s", user.userName);
+            ShowWrongPassword();
+        } else {
+            FP_LOG(label, L"CheckUserAndPwd return is %d", accepted);
+            ShowWindow(window, SW_HIDE);
+            ReportStatus(1);
+        }
     }
-    FP_LOG(label, L"CheckUserAndPwd return is %d", accepted);
-    ShowWindow(window, SW_HIDE);
-    ReportStatus(1);
+    SecureZeroMemory(&user, sizeof user);
+}
+
+bool CCommandWindow::SubmitUser(FPData& user)
+{
+    const RundownScope owner(m_owner);
+    if (!owner || !LoadUser(user))
+        return false;
+    m_pCredential->SetAccount(user.domain, user.userName, user.password);
+    return true;
 }
 
 void CCommandWindow::ReportStatus(DWORD connectStatus)
@@ -202,7 +214,7 @@ void CCommandWindow::OnPrompt(HWND window, WPARAM wParam)
 
 void CCommandWindow::ShowWrongPassword()
 {
-    if (g_pCommandWindow == nullptr)
+    if (g_pCommandWindow == nullptr || IsClosed())
         return;
     ShowPrompt(MSG_WRONG_PASSWORD);
     // Blocks this thread and ThreadFP, which waits for its message to be handled: that paces the next try.
@@ -229,8 +241,8 @@ void CCommandWindow::OnPowerBroadcast(HWND window, WPARAM wParam)
                static_cast<int>(error));
         RedrawWindow(window, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_ALLCHILDREN | RDW_FRAME);
         ShowWindow(window, SW_SHOW);
-        if (HasDeamonThreadEnded())
-            StartDeamonThread(*this);
+        if (HasWatchdogEnded())
+            StartWatchdog();
     }
     FP_LOG(label, L"WM_POWERBROADCAST %d", static_cast<int>(wParam));
 }

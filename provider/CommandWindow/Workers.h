@@ -1,6 +1,7 @@
 // The two worker threads. Both get the CCommandWindow as argument; it stays valid until they have ended.
-// Neither touches provider or credential: they reach the window only through its messages. Both log, and read
-// g_bExit under its lock; one that finds its own window closed when it wakes ends at once, with exit code 0.
+// Neither touches provider or credential: they write the prompt, hide the window, and leave the rest to its
+// messages. Both log, and read g_bExit under its lock; one that finds its own window closed when it wakes
+// ends at once, with exit code 0.
 #pragma once
 
 #include <windows.h>
@@ -17,13 +18,3 @@ DWORD ThreadFP(void* window);
 /// on resume when it has ended. Ends with ThreadFP, or when that failed three times in a row. Exit code:
 /// always 0.
 DWORD DeamonThread(void* window);
-
-// The watchdog's handle is one global, as there is one watchdog at a time.
-
-/// Starts a watchdog for `window`.
-void StartDeamonThread(CCommandWindow& window);
-/// True when there was a watchdog and it has ended.
-bool HasDeamonThreadEnded();
-/// Gives the handle up after waiting for the watchdog's end, `timeout` ms at most. False when it has not
-/// ended.
-bool WaitForDeamonThread(DWORD timeout);
