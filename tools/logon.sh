@@ -89,17 +89,23 @@ prompt_in_picture() {
 
 take_picture() {
     # The window reaches the screen a moment after it was painted.
-    sleep 0.3
-    import -window root "$1"
+    sleep 0.15
+    # A quick compression: one prompt stays for a second only.
+    import -silent -window root -quality 61 "$1"
 }
 
 # picture_of_prompt NAME: a screenshot on which the prompt is to be seen.
 picture_of_prompt() {
-    local file=$build/$1
-    raise_prompt_window
-    take_picture "$file" || fail_logon "The screenshot build/$1 could not be taken."
-    prompt_in_picture "$file" || fail_logon "The prompt is not to be seen on the screenshot build/$1."
-    echo "Screenshot: build/$1"
+    local file=$build/$1 attempt
+    for attempt in 1 2 3 4 5; do
+        raise_prompt_window
+        take_picture "$file" || fail_logon "The screenshot build/$1 could not be taken."
+        if prompt_in_picture "$file"; then
+            echo "Screenshot: build/$1"
+            return 0
+        fi
+    done
+    fail_logon "The prompt is not to be seen on the screenshot build/$1, nor on $((attempt - 1)) before it."
 }
 
 is_running() {
@@ -167,9 +173,15 @@ await_calls() {
     tell wait "$1" "$2" 20000 >/dev/null || fail_logon "The service did not receive $2 calls of $1."
 }
 
+# place_finger PASSWORD WHAT: does not wait for the one who tells, whose end can take longer than what it sets going.
 place_finger() {
     echo "Finger: $computer\\$user, $2"
-    tell place "$computer" "$user" "$1" >/dev/null || fail_logon "The service did not take the finger."
+    tell place "$computer" "$user" "$1" >/dev/null &
+    placing=$!
+}
+
+finger_taken() {
+    wait "$placing" || fail_logon "The service did not take the finger."
 }
 
 # await_verdict: the logon screen decides whether the logon is the one that the finger calls for.
@@ -208,6 +220,7 @@ logon_plain() {
     fi
     picture_of_prompt "$picture"
     place_finger "$password" "with the right password"
+    finger_taken
     expect_logon
 }
 
@@ -220,9 +233,11 @@ logon_wrong_password() {
     picture_of_prompt logon-wrong-password.png
     # It shows for a second only.
     ! prompt_shown "$scan_again_prompt" || echo "The screenshot came too late for that prompt."
+    finger_taken
     await_prompt "$scan_again_prompt"
     picture_of_prompt logon-scan-again.png
     place_finger "$password" "with the right password"
+    finger_taken
     expect_logon
 }
 
@@ -244,11 +259,14 @@ logon_lockout() {
     await_prompt "$scan_prompt"
     picture_of_prompt "$picture"
     place_finger 'of-last-year' "with a wrong password"
+    finger_taken
     await_calls IdentifyEnroll 2
     place_finger 'of-the-year-before' "with a wrong password"
+    finger_taken
     await_prompt "$manual_logon_prompt"
     picture_of_prompt logon-lockout.png
     place_finger "$password" "with the right password, too late"
+    finger_taken
     sleep 2
     ! screen_is_gone || fail_logon "The logon screen was gone before the last finger could have been asked for."
     identifications=$(tell report | grep -c ' IdentifyEnroll(' || true)
