@@ -24,10 +24,12 @@
 class CVexaFPCredential;
 class CVexaFPProvider;
 
-inline constexpr UINT WM_FINGERPRINT =
-    WM_USER + 1;                               // wParam 0: g_FPData holds an identified user; 1: withdrawn
-inline constexpr UINT WM_PROMPT = WM_USER + 2; // wParam 1: wrong-password prompt; other: redraw the prompt
-inline constexpr UINT WM_EXIT_THREAD = WM_USER + 3; // ends the message loop
+/// wParam 0: g_FPData holds an identified user; 1: credentials are withdrawn.
+inline constexpr UINT WM_FINGERPRINT = WM_USER + 1;
+/// wParam 1: wrong-password prompt; other: redraw the prompt.
+inline constexpr UINT WM_PROMPT = WM_USER + 2;
+/// Ends the message loop.
+inline constexpr UINT WM_EXIT_THREAD = WM_USER + 3;
 
 class CCommandWindow {
 public:
@@ -52,10 +54,7 @@ public:
     /// most.
     void Destroy();
 
-    // --- For the window's own threads
-    // -------------------------------------------------------------------------
-
-    HWND Window() const { return m_hWnd; }
+    // What follows is for the window's own threads.
 
     StopState ReadStop() const { return g_bExit.Read(m_closed); }
     StopState TakeStop() { return g_bExit.Take(m_closed); }

@@ -1,9 +1,9 @@
 // Where image and text stand in the prompt window.
 #pragma once
 
-inline constexpr int WindowSize =
-    400;                             // pixels, both ways; the window stands in the screen's top right corner
-inline constexpr int ImageSize = 80; // pixels, both ways
+// All in pixels. The window stands in the screen's top right corner; it and the image are square.
+inline constexpr int WindowSize = 400;
+inline constexpr int ImageSize = 80;
 inline constexpr int ImageTop = 10;
 inline constexpr float TextTop = 100.0F;
 

@@ -2,11 +2,9 @@
 // sent itself. Everything else about a procedure is in its result, its report line, or both.
 //
 //  opnum  procedure           out-parameters
-//  2      ListEnroll          value + 100; without a buffer the count becomes the number enrolled; with one
-//  the
-//                             records that fit, and the count becomes theirs: the buffer that goes back over
-//                             the wire is as long as the count says, so it must not exceed what the client
-//                             sent
+//  2      ListEnroll          value + 100; without a buffer the count becomes the number enrolled; with a
+//                             buffer the records that fit, and the count becomes theirs: what goes back over
+//                             the wire is as long as the count says and must not exceed what the client sent
 //  3, 6   EnrollCapture, EnrollCount   the value + 100
 //  7      ListUserFinger      the bytes F0 F1 .. F9
 //  8      IdentifyEnroll      as scripted; all zero with any result but 0
@@ -17,9 +15,8 @@
 //  17     ResotreUserData     nothing; its bytes are kept for BackupUserData
 //  18     BackupUserData      the bytes kept, at first B0 B1 .. BF; without a buffer the count becomes their
 //                             number, with one the number that fits
-//  19     GetUserData         the strings it was given: the first as user, the second as domain, each cut to
-//  its
-//                             field, password user-data
+//  19     GetUserData         the strings it was given, cut to their fields: the first as user, the second as
+//                             domain; password user-data
 #pragma once
 
 #include "UserRecord.h"
