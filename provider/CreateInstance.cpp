@@ -1,4 +1,5 @@
 #include "ClassFactory.h"
+#include "CreationGate.h"
 #include "LogFile.h"
 #include "Module.h"
 #include "VexaFPProvider.h"
@@ -30,7 +31,9 @@ HRESULT CreateProvider(REFIID riid, void** ppv)
 
 HRESULT CSample_CreateInstance(REFIID riid, void** ppv)
 {
-    g_Log.SetLogDir("C:\\CPLog");
+    const HRESULT refusal = PassCreationGate();
+    if (FAILED(refusal))
+        return refusal;
     const HRESULT result = CreateProvider(riid, ppv);
     FP_LOG("CSample_CreateInstance", L"return 0x%x", static_cast<unsigned>(result));
     return result;

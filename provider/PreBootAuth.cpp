@@ -1,9 +1,89 @@
 #include "PreBootAuth.h"
 
-#include <windows.h>
+#include "FPData.h"
+#include "LogFile.h"
+#include "PreBootLibrary.h"
+#include "SehGuard.h"
 
-long GetAuthUserCreds(void* /*record*/)
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+constexpr char LogSource[] = "CommandWindow.cpp";
+constexpr char Label[] = "GetAuthUserCreds";
+
+/// Bytes that are wiped before they are freed.
+class SecretBuffer {
+public:
+    /// Zero-filled. An empty buffer has an address too: to the library, null asks for the size.
+    explicit SecretBuffer(std::size_t size)
+        : m_size(size), m_bytes(std::calloc(std::max<std::size_t>(size, 1), 1))
+    {
+    }
+    ~SecretBuffer()
+    {
+        if (m_bytes != nullptr)
+            SecureZeroMemory(m_bytes, m_size);
+        std::free(m_bytes);
+    }
+    SecretBuffer(const SecretBuffer&) = delete;
+    SecretBuffer& operator=(const SecretBuffer&) = delete;
+
+    /// Null when there was no memory.
+    unsigned char* Get() const { return static_cast<unsigned char*>(m_bytes); }
+
+private:
+    const std::size_t m_size;
+    void* const m_bytes;
+};
+
+/// A call of the delay-loaded library: its status, or the code of the exception that it raised.
+template <class Call>
+long CallLibrary(Call call)
 {
-    // There is no pre-boot library to ask yet, so nobody has been authenticated before boot.
-    return ERROR_NOT_SUPPORTED;
+    long status = 0;
+    const SehResult guarded = Guarded([&] { status = call(); });
+    return guarded.raised ? static_cast<long>(guarded.code) : status;
+}
+
+std::size_t SizeOf(long reported)
+{
+    return static_cast<std::size_t>(std::max(reported, 0L));
+}
+
+/// The second of the two calls, with a buffer as large as the first one asked for.
+long FetchCredentials(long size, void* record)
+{
+    const std::size_t capacity = SizeOf(size);
+    size = static_cast<long>(capacity);
+    const SecretBuffer buffer(capacity);
+    if (buffer.Get() == nullptr)
+        return ERROR_NOT_ENOUGH_MEMORY;
+    unsigned char* const bytes = buffer.Get();
+    const long status = CallLibrary([&] { return vcsWavPbaGetAuthUserCreds(bytes, &size); });
+    if (status != 0)
+        return status;
+    FP_LOG(Label, L"vcsWavPbaGetAuthUserCreds 0");
+    // The record is always filled whole, with zeros where the library reported less than that.
+    std::memset(record, 0, sizeof(FPData));
+    std::memcpy(record, bytes, std::min({SizeOf(size), capacity, sizeof(FPData)}));
+    return status;
+}
+
+} // namespace
+
+long GetAuthUserCreds(void* record)
+{
+    FP_LOG(Label, L"Start");
+    long size = 0;
+    if (CallLibrary([] { return vcsWavPbaOpen(PreBootLibraryUse); }) != 0)
+        FP_LOG(Label, L"vcsWavPbaOpen Fail");
+    if (CallLibrary([&] { return vcsWavPbaGetAuthUserCreds(nullptr, &size); }) != 0)
+        FP_LOG(Label, L"vcsWavPbaGetAuthUserCreds Size Fail");
+    const long status = FetchCredentials(size, record);
+    CallLibrary([] { return vcsWavPbaClose(); });
+    FP_LOG(Label, L"End");
+    return status;
 }

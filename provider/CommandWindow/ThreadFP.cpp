@@ -12,6 +12,8 @@
 #include "Registry.h"
 #include "SehGuard.h"
 
+#include <cwchar>
+#include <iterator>
 #include <optional>
 
 namespace {
@@ -96,25 +98,27 @@ ExitCode TakeOverPreBootUser(CCommandWindow& window)
         return Success;
     FP_LOG(Label, L"GetAuthUserCreds Start");
     const long status = GetAuthUserCreds(&data);
-    const bool stored = window.StoreUser(data);
-    if (!stored)
+    data.Terminate();
+    wchar_t userName[std::size(data.userName)];
+    std::wcscpy(userName, data.userName);
+    if (!window.StoreUser(data))
         return Success;
     FP_LOG(Label, L"GetAuthUserCreds End");
     if (status != 0) {
         FP_LOG(Label, L"GetAuthUserCreds Fail Return code :%X", static_cast<unsigned>(status));
         return std::nullopt;
     }
-    if (g_FPData.userName[0] == L'\0') {
+    if (userName[0] == L'\0') {
         FP_LOG(Label, L"g_FPData is empty");
         return std::nullopt;
     }
     if (!DoesAutoLogonEventExist()) {
-        FP_LOG(Label, L"hEvent != INVALID_HANDLE_VALUE && hEvent != NULL %s", g_FPData.userName);
+        FP_LOG(Label, L"hEvent != INVALID_HANDLE_VALUE && hEvent != NULL %s", userName);
     } else if (CheckSystemAutoLogon()) {
         FP_LOG(Label, L"CheckSystemAutoLogon");
         return std::nullopt;
     } else {
-        FP_LOG(Label, L"CheckSystemAutoLogon %s", g_FPData.userName);
+        FP_LOG(Label, L"CheckSystemAutoLogon %s", userName);
     }
     window.SendFingerprint();
     return Success;
