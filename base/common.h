@@ -3,6 +3,8 @@
 
 #include "Account.h"
 #include "CriticalSection.h"
+#include "Crypto.h"
+#include "Device.h"
 #include "EventLog.h"
 #include "Events.h"
 #include "Handle.h"
