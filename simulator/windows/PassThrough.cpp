@@ -28,6 +28,7 @@ const Replacement g_replacements[] = {
     // Modules and resources
     SIM_PASSED(Failures, LastError, GetModuleHandleW),
     SIM_PASSED(Failures, LastError, GetModuleHandleExW),
+    SIM_PASSED(Failures, LastError, LoadLibraryA),
     SIM_PASSED(Failures, LastError, LoadLibraryW),
     SIM_PASSED(Failures, LastError, LoadLibraryExW),
     SIM_PASSED(Failures, LastError, GetProcAddress),

@@ -1,0 +1,59 @@
+// The exports of the simulated library. Script.h says what they answer.
+#include "Script.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+LONG Noted(const std::wstring& call, LONG status, const std::wstring& outcome = {})
+{
+    preboot::NoteCall(call + L" = " + std::to_wstring(status) + outcome);
+    return status;
+}
+
+std::wstring SizeText(LONG size)
+{
+    return L", size " + std::to_wstring(size);
+}
+
+} // namespace
+
+extern "C" {
+
+long vcsWavPbaOpen(unsigned char use)
+{
+    return Noted(L"vcsWavPbaOpen(" + std::to_wstring(use) + L")", preboot::Load().openStatus);
+}
+
+long vcsWavIsPbaEnabled(unsigned char* enabled)
+{
+    const preboot::Script script = preboot::Load();
+    if (script.enabledStatus != 0)
+        return Noted(L"vcsWavIsPbaEnabled()", script.enabledStatus);
+    *enabled = static_cast<unsigned char>(script.enabled);
+    return Noted(L"vcsWavIsPbaEnabled()", 0, L", " + std::to_wstring(*enabled));
+}
+
+long vcsWavPbaGetAuthUserCreds(unsigned char* buffer, long* size)
+{
+    const preboot::Script script = preboot::Load();
+    const std::wstring call = std::wstring(L"vcsWavPbaGetAuthUserCreds(") +
+                              (buffer == nullptr ? L"null" : L"buffer") + L", " + std::to_wstring(*size) +
+                              L")";
+    const LONG usual = script.record ? 0 : preboot::kNobodyAuthenticated;
+    const LONG status = (buffer == nullptr ? script.sizeStatus : script.credsStatus).value_or(usual);
+    if (status != 0)
+        return Noted(call, status);
+    const std::vector<BYTE> record = script.record.value_or(std::vector<BYTE>());
+    if (buffer != nullptr)
+        std::memcpy(buffer, record.data(), std::min<size_t>(record.size(), size_t(std::max(*size, 0L))));
+    *size = (buffer == nullptr ? script.size : script.filledSize).value_or(LONG(record.size()));
+    return Noted(call, 0, SizeText(*size));
+}
+
+long vcsWavPbaClose()
+{
+    return Noted(L"vcsWavPbaClose()", preboot::Load().closeStatus);
+}
+}

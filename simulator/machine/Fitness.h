@@ -1,0 +1,57 @@
+// What makes a machine fit for a fingerprint tile, piece by piece: sensor, switch, pre-boot library, and
+// whether the library was asked already. All of it is real in the Wine prefix; only a sensor's problem code
+// is not, see windows/Devices.h.
+#pragma once
+
+#include "base/Handle.h"
+
+#include <optional>
+#include <string>
+
+namespace machine {
+
+/// Products of the sensor's vendor as device IDs write them: two are sensors that the system knows.
+constexpr wchar_t kFirstModel[] = L"0008";
+constexpr wchar_t kSecondModel[] = L"0010";
+
+/// Plugs a device of the vendor in, or does nothing when one of that product is there. Devices are enumerated
+/// in the order of their product IDs.
+bool PlugIn(const std::wstring& product);
+/// Pulls all devices out that PlugIn has plugged in.
+void PullOut();
+
+/// The setting "Enable" where 32-bit programs see it; nothing takes the value away.
+bool SetSwitch(std::optional<DWORD> enable);
+
+/// Copies the library, or with a name like "close" the one that lacks that function, from the build folder to
+/// the system folder. Fails when this process has another one loaded already.
+bool InstallPreBootLibrary(const std::wstring& lacking = {});
+/// Fails while the library is loaded.
+bool RemovePreBootLibrary();
+
+/// The event that marks the library as asked, made when it is not there. The mark lasts as long as any
+/// process holds it.
+KernelHandle OpenPreBootMark();
+
+/// A machine with a sensor of the second model, switched on, with an unscripted library that nobody has
+/// asked. Takes the sensor, the switch and the library's script away at its end; the library stays, for it
+/// may be loaded.
+class FitMachine {
+public:
+    FitMachine();
+    ~FitMachine();
+    FitMachine(const FitMachine&) = delete;
+    FitMachine& operator=(const FitMachine&) = delete;
+
+    /// False when it could not be made so.
+    bool IsFit() const { return m_fit; }
+    /// As after a start of Windows: the next check asks the library again. This process's own check before
+    /// has left its mark for good.
+    void ForgetCheck() const { ResetEvent(m_mark.Get()); }
+
+private:
+    bool m_fit;
+    KernelHandle m_mark;
+};
+
+} // namespace machine
