@@ -1,4 +1,5 @@
-/* The client's side of the callback: the routine, and the tables through which the client interface reaches it. */
+/* The client's side of the callback: the routine, and the tables through which the client interface reaches
+ * it. */
 #include "VexaFPCallback_server.c"
 
 LONG Service_Callback(LONG first, LONG second, unsigned char* third)

@@ -8,6 +8,8 @@ build_packages=(
 )
 wine_packages=(
     wine wine64 xvfb xauth xdotool imagemagick
+    # Loaded by Wine when they are there; its package only recommends them.
+    libgnutls30 libxcomposite1 libxcursor1 libxfixes3 libxi6 libxinerama1 libxrandr2 libxrender1
     # Latin and Cyrillic prompts; Arabic; Chinese, Japanese and Korean.
     fonts-liberation fonts-dejavu-core fonts-wqy-microhei
 )

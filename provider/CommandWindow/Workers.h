@@ -12,9 +12,9 @@ class CCommandWindow;
 /// Stopped by g_bExit and CaptureStop, which makes the blocking IdentifyEnroll return. Exit codes: 0, a
 /// deliberate end; -1, service unreachable, nobody enrolled, or an RPC exception; otherwise what the last
 /// device query answered.
-DWORD ThreadFP(void* window);
+DWORD ThreadFP(void* argument);
 
 /// Keeps the services and ThreadFP running. Started by the window thread when the window is shown, and again
 /// on resume when it has ended. Ends with ThreadFP, or when that failed three times in a row. Exit code:
 /// always 0.
-DWORD DeamonThread(void* window);
+DWORD DeamonThread(void* argument);
