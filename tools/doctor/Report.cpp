@@ -95,8 +95,8 @@ std::wstring AsJson(const Diagnosis& diagnosis)
     const StatusInfo& info = Describe(diagnosis.status);
     std::wstring json = L"{" + Member(L"verdict", Verdict(diagnosis)) +
                         Format(L",\"status\":%d,", static_cast<int>(info.status)) +
-                        Member(L"reason", info.key) + L"," + Member(L"hresult", Hresult(info.status)) +
-                        L",\"checks\":[";
+                        Member(L"reason", info.key) + L",\"hresult\":" +
+                        (FAILED(info.result) ? Quoted(Hresult(info.status)) : L"null") + L",\"checks\":[";
     for (size_t index = 0; index < diagnosis.findings.size(); ++index) {
         const Finding& finding = diagnosis.findings[index];
         json += (index == 0 ? L"{" : L",{") + Member(L"check", AllChecks()[index].key) + L"," +
