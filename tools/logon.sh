@@ -136,6 +136,7 @@ prepare_machine() {
     say "Registering the provider, starting the services"
     in_windows 60 ./LogonScreen.exe --register --dll VexaFPCredentialProvider.dll ||
         fail_logon "The provider could not be registered."
+    make_machine_fit
     in_windows 60 ./FingerprintService.exe --install || fail_logon "The services could not be installed."
     start_service vcsFPService
     start_service VexaFPService
@@ -276,8 +277,62 @@ logon_lockout() {
     say "No logon, and no identification after the two that are allowed"
 }
 
+# The user was authenticated before boot: no finger is asked for.
+logon_pre_boot() {
+    local identifications
+    change_registry add "$fit_pre_boot_key" /v User /d "$user"
+    change_registry add "$fit_pre_boot_key" /v Password /d "$password"
+    change_registry add "$fit_pre_boot_key" /v Domain /d "$computer"
+    screen_up --expect "$computer\\$user" --hold "$welcome_ms"
+    await_verdict
+    identifications=$(tell report | grep -c ' IdentifyEnroll(' || true)
+    ((identifications == 0)) || die "The service was asked for a finger although none is needed."
+    grep -q 'hEvent != INVALID_HANDLE_VALUE' "$log" || die "The log does not tell of the pre-boot user."
+    say "Logged on as $computer\\$user, without a finger"
+}
+
+# expect_refusal HRESULT LOG-LINE...: LogonUI is told that there is no tile, and the log says why.
+expect_refusal() {
+    local status=0 line
+    wait "$screen_up_pid" || status=$?
+    show_evidence
+    ((status == 3)) || die "The logon screen ended with status $status; 3 says that no tile is offered."
+    grep -qF "$1" "$transcript" || die "LogonUI was not told $1."
+    for line in "${@:2}"; do
+        grep -qF " : $line" "$log" || die "The log lacks the line \"$line\"."
+    done
+    say "No tile: LogonUI is told $1"
+}
+
+logon_no_device() {
+    change_registry delete "$fit_sensor_key"
+    screen_up
+    expect_refusal E_OUTOFMEMORY ' GetDeviceVersion retry 1 times' ' GetDeviceVersion retry 2 times' \
+        ' GetDeviceVersion retry 3 times'
+}
+
+logon_disabled_device() {
+    screen_up --device-problem 22
+    expect_refusal E_NOTIMPL ' after  createCredetialSeviceEvent'
+}
+
+logon_switched_off() {
+    change_registry add "$fit_switch_key" /v Enable /t REG_DWORD /d 0 /reg:32
+    screen_up
+    expect_refusal E_OUTOFMEMORY ' CSample_CreateInstance 000'
+}
+
+# Neither the library nor, from the second attempt on, the service allows the tile.
+logon_no_pre_boot() {
+    change_registry add "$fit_pre_boot_key" /v Enabled /t REG_DWORD /d 0
+    tell pba 0 >/dev/null || fail_logon "The service could not be scripted."
+    screen_up
+    expect_refusal E_OUTOFMEMORY 'CSample_CreateInstance CheckPBA fail 1 times' \
+        'CSample_CreateInstance CheckPBA fail 2 times' 'CSample_CreateInstance CheckPBA fail 3 times'
+}
+
 choose_variant() {
-    [[ $variant == plain ]] || die "Only one of --wrong-password, --service-down and --lockout at a time."
+    [[ $variant == plain ]] || die "--$variant and --$1 don't go together."
     variant=$1
 }
 
@@ -286,7 +341,8 @@ parse_logon_options() {
     while (($#)); do
         case $1 in
         --unlock) scenario=unlock ;;
-        --wrong-password | --service-down | --lockout) choose_variant "${1#--}" ;;
+        --wrong-password | --service-down | --lockout | --pre-boot | --no-device | --disabled-device | \
+            --switched-off | --no-pre-boot) choose_variant "${1#--}" ;;
         --language)
             [[ ${2-} =~ ^(0[xX][0-9a-fA-F]+|[0-9]+)$ ]] || die "--language takes a language id, such as 0x0411."
             language=$(printf '0x%04X' "$2")
