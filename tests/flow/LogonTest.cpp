@@ -99,7 +99,7 @@ TEST_CASE("the log of one logon, line by line")
                             L"CheckDeviceIsEnable start",
                             L"GetAuthUserCreds Start",
                             L"GetAuthUserCreds End",
-                            L"GetAuthUserCreds Fail Return code :32",
+                            L"GetAuthUserCreds Fail Return code :2051",
                             L"Credential Provider:RPCIdentifyEnroll Start",
                             L"Credential Provider:SendMessage(pWin->m_hWnd,WM_FINGERPRINT,NULL,NULL); Start",
                             L"Credential Provider:SendMessage(pWin->m_hWnd,WM_FINGERPRINT,NULL,NULL); End",
@@ -108,6 +108,8 @@ TEST_CASE("the log of one logon, line by line")
                             L"g_bExit TRUE",
                             L"ShowWindow(pWin->m_hWnd,SW_HIDE)"};
     CHECK(machine.LogOf("ThreadFP") == identify);
+    CHECK(machine.LogOf("GetAuthUserCreds") ==
+          Texts{L"Start", L"vcsWavPbaGetAuthUserCreds Size Fail", L"End"});
     Texts watch = machine.LogOf("DeamonThread");
     std::erase(watch, L"WAIT_TIMEOUT"); // as many as the machine was slow
     std::erase(watch, L"TerminateThread 1");
@@ -132,16 +134,21 @@ TEST_CASE("the log of one logon, line by line")
         const bool provider = line.source == "VexaFPProvider.cpp" && !line.label.ends_with("StatusChanged");
         if (!provider && line.source != "VexaFPCredential.cpp" && line.source != "..\\..\\base\\common.cpp")
             continue;
-        const bool address = line.message.starts_with(L"credetialServiceEvent = 0x");
+        const size_t number = line.message.find(L" = 0x"); // of an address or handle
         const std::string method =
             line.label.substr(line.label.find("::") == std::string::npos ? 0 : line.label.find("::") + 2);
         logonUi.push_back(std::wstring(method.begin(), method.end()) + L": " +
-                          (address ? L"credetialServiceEvent = 0x" : line.message));
+                          line.message.substr(0, number == std::wstring::npos ? number : number + 5));
     }
-    const Texts expected = {L"CVexaFPProvider: g_evnetCreSer = 0x0",
+    const Texts expected = {L"CSample_CreateInstance: start",
                             L"createCredetialSeviceEvent: start",
                             L"GetSecurityEveryOne: start",
                             L"createCredetialSeviceEvent: credetialServiceEvent = 0x",
+                            L"CSample_CreateInstance:  after  createCredetialSeviceEvent",
+                            L"CheckPBA:  start",
+                            L"CheckPBA:  STR_CREDENTIAL_STEP1 not signaled yet",
+                            L"CSample_CreateInstance: CSample_CreateInstance CheckPBA pass",
+                            L"CVexaFPProvider: g_evnetCreSer = 0x",
                             L"CVexaFPProvider: break 1",
                             L"CVexaFPProvider: End",
                             L"CSample_CreateInstance: return 0x0",
@@ -163,7 +170,7 @@ TEST_CASE("the log of one logon, line by line")
     CHECK(logonUi == expected);
     for (const LogLine& line : machine.Log()) {
         const bool window = line.label.starts_with("CCommandWindow") || line.label == "ThreadFP" ||
-                            line.label == "DeamonThread";
+                            line.label == "GetAuthUserCreds" || line.label == "DeamonThread";
         CHECK((line.source == "CommandWindow.cpp") == window);
         CHECK(line.message.find(L"secret") == std::wstring::npos);
     }

@@ -54,6 +54,7 @@ control::ServiceProcess Machine::s_service;
 
 Machine::Machine()
 {
+    REQUIRE(fitness.IsFit());
     windows.Reset();
     {
         auto state = windows.Lock();

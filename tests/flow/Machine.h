@@ -1,9 +1,10 @@
-// The machine of one test: simulated Windows, a fingerprint service of its own, a clean log folder and
-// settings.
+// The machine of one test: simulated Windows, a fingerprint service of its own, a sensor and a pre-boot
+// library, a clean log folder and settings.
 #pragma once
 
 #include "control/ServiceControl.h"
 #include "control/ServiceProcess.h"
+#include "machine/Fitness.h"
 #include "windows/SimulatedWindows.h"
 
 #include <string>
@@ -42,8 +43,8 @@ struct WorkerWaits {
 
 class Machine {
 public:
-    /// Local account "SIMULATED-PC\anna" with the password "secret"; both services run; Sleep takes a
-    /// hundredth of its time.
+    /// Local account "SIMULATED-PC\anna" with the password "secret"; both services run; nobody was
+    /// authenticated before boot; Sleep takes a hundredth of its time.
     Machine();
 
     void SetLockOut(int enable, int count) const;
@@ -67,6 +68,7 @@ public:
     void StartService();
 
     simwindows::SimulatedWindows& windows = simwindows::SimulatedWindows::Instance();
+    machine::FitMachine fitness;
 
 private:
     // One for all machines of the process: Wine's RPC runtime may keep to a service process that it once

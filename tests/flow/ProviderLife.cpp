@@ -43,6 +43,8 @@ ProviderLife::ProviderLife(Machine& machine) : m_machine(machine)
 
     const auto getClassObject = reinterpret_cast<LPFNGETCLASSOBJECT>(
         reinterpret_cast<void*>(GetProcAddress(m_module, "DllGetClassObject")));
+    // Each life is the first after a start of Windows: its creation needs no fingerprint service.
+    machine.fitness.ForgetCheck();
     IClassFactory* factory = nullptr;
     REQUIRE(getClassObject(ProviderClass, IID_IClassFactory, reinterpret_cast<void**>(&factory)) == S_OK);
     const HRESULT created =

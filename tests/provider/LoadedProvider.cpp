@@ -33,6 +33,7 @@ void* FailingMalloc(size_t size)
 LoadedProvider::LoadedProvider() : hooks(LoadLibraryW(FileName))
 {
     REQUIRE(hooks.Module() != nullptr);
+    REQUIRE(fitness.IsFit());
     windows.Reset();
     windows.Lock()->clock.SetScale(0.01);
     const simwindows::HookReport report = windows.Hook(hooks, simwindows::Group::All);

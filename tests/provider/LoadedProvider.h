@@ -1,6 +1,7 @@
 // The DLL that ships, loaded from beside the test program into a simulated Windows.
 #pragma once
 
+#include "machine/Fitness.h"
 #include "windows/SimulatedWindows.h"
 
 #include <credentialprovider.h>
@@ -21,8 +22,8 @@ struct Releaser {
 template <class Interface>
 using Owned = std::unique_ptr<Interface, Releaser>;
 
-/// One life of the DLL, on a machine without a fingerprint service where time runs a hundred times faster.
-/// Its end checks that nothing is left behind.
+/// One life of the DLL, on a machine fit for its tile but without a fingerprint service, where time runs a
+/// hundred times faster. Its end checks that nothing is left behind.
 class LoadedProvider {
 public:
     LoadedProvider();
@@ -38,7 +39,10 @@ public:
     static Owned<ICredentialProviderCredential> CredentialOf(ICredentialProvider& provider);
 
     simwindows::SimulatedWindows::Locked operator->() const { return windows.Lock(); }
-    void FailNext(const char* function, DWORD code) const { REQUIRE(windows.FailNext(function, code)); }
+    void FailNext(const char* function, DWORD code, unsigned times = 1) const
+    {
+        REQUIRE(windows.FailNext(function, code, 0, times));
+    }
     /// Lets the DLL's next allocation of `from` to `to` bytes on this thread fail.
     void FailNextAllocation(size_t from, size_t to);
     /// The prompt that a machine without a fingerprint service ends with; the workers have come to rest then.
@@ -47,6 +51,7 @@ public:
 
     simwindows::SimulatedWindows& windows = simwindows::SimulatedWindows::Instance();
     simwindows::ImportHooks hooks;
+    machine::FitMachine fitness;
 };
 
 inline HWND PromptWindow()
