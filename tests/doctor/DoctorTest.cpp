@@ -146,6 +146,19 @@ const Row Rows[] = {
     {"marked, service yes", [](Machine& m) { SwitchOffInLibrary(); m.SetMark(); },  Status::Offered,        Status::Offered},
     {"marked, service no",  [](Machine& m) { m.SetMark(); AnswerFromService(L"pba 0"); }, Status::ServiceRefuses, Status::ServiceRefuses},
 };
+// What LogonUI meets before it gets to the gate.
+const Row RegistrationRows[] = {
+    {"no class",   [](Machine&) { RegDeleteTreeW(HKEY_LOCAL_MACHINE, ClassKey); }, Status::ClassMissing, Status::ClassMissing},
+    {"no model",   [](Machine&) { RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, ServerKey, L"ThreadingModel"); }, Status::ThreadingModel, Status::ThreadingModel},
+    {"free model", [](Machine&) { SetText(ServerKey, L"ThreadingModel", L"Free"); }, Status::ThreadingModel, Status::ThreadingModel},
+    {"both",       [](Machine&) { SetText(ServerKey, L"ThreadingModel", L"both"); }, Status::Offered, Status::Offered},
+    {"not listed", [](Machine&) { RegDeleteTreeW(HKEY_LOCAL_MACHINE, ListKey); }, Status::ProviderNotListed, Status::ProviderNotListed},
+    {"disabled",   [](Machine&) { SetNumber(ListKey, L"Disabled", 1); }, Status::ProviderDisabled, Status::ProviderDisabled},
+    {"excluded",   [](Machine&) { SetText(PolicyKey, L"ExcludedCredentialProviders", L"{0},{0ce326a8-c767-433f-82b9-601b2a27321e}"); }, Status::ProviderExcluded, Status::ProviderExcluded},
+    {"no file",    [](Machine&) { SetText(ServerKey, nullptr, LR"(C:\nowhere\Provider.dll)"); }, Status::DllMissing, Status::DllMissing},
+    {"no DLL",     [](Machine&) { SetText(ServerKey, nullptr, (OwnFolder() / "doctor_tests.exe").wstring()); }, Status::DllUnfit, Status::DllUnfit},
+    {"other DLL",  [](Machine&) { SetText(ServerKey, nullptr, LR"("C:\windows\system32\vcsWavePba.dll")"); }, Status::DllUnfit, Status::DllUnfit},
+};
 const Row RowsWithoutService[] = {
     {"gone",                Unchanged,                                              Status::Offered,            Status::LibraryDecides},
     {"gone, library no",    [](Machine&) { SwitchOffInLibrary(); },                 Status::ServiceUnreachable, Status::LibraryDecides},
@@ -197,35 +210,11 @@ TEST_CASE("the verdict is the gate's, and nothing is changed")
 {
     REQUIRE(g_service.Start());
     CompareWithGate(Rows);
-}
-
-TEST_CASE("a provider that the logon screen would not find is told before all else")
-{
-    struct Fault {
-        const char* what;
-        void (*change)();
-        Status status;
-    };
-    // clang-format off
-    const Fault faults[] = {
-        {"no class",     [] { RegDeleteTreeW(HKEY_LOCAL_MACHINE, ClassKey); },                  Status::ClassMissing},
-        {"no model",     [] { RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, ServerKey, L"ThreadingModel"); }, Status::ThreadingModel},
-        {"free model",   [] { SetText(ServerKey, L"ThreadingModel", L"Free"); },                Status::ThreadingModel},
-        {"both models",  [] { SetText(ServerKey, L"ThreadingModel", L"both"); },                Status::Offered},
-        {"not listed",   [] { RegDeleteTreeW(HKEY_LOCAL_MACHINE, ListKey); },                   Status::ProviderNotListed},
-        {"disabled",     [] { SetNumber(ListKey, L"Disabled", 1); },                            Status::ProviderDisabled},
-        {"excluded",     [] { SetText(PolicyKey, L"ExcludedCredentialProviders", L"{0},{0ce326a8-c767-433f-82b9-601b2a27321e}"); }, Status::ProviderExcluded},
-        {"no file",      [] { SetText(ServerKey, nullptr, LR"(C:\nowhere\Provider.dll)"); },    Status::DllMissing},
-        {"no DLL",       [] { SetText(ServerKey, nullptr, (OwnFolder() / "doctor_tests.exe").wstring()); }, Status::DllUnfit},
-        {"other DLL",    [] { SetText(ServerKey, nullptr, LR"("C:\windows\system32\vcsWavePba.dll")"); }, Status::DllUnfit},
-    };
-    // clang-format on
-    for (const Fault& fault : faults) {
-        CAPTURE(fault.what);
+    for (const Row& row : RegistrationRows) {
+        CAPTURE(row.what);
         Machine machine;
-        machine::SetSwitch(fault.status == Status::Offered ? 1 : 0);
-        fault.change();
-        CheckUntouched(machine, fault.status);
+        row.change(machine);
+        CheckUntouched(machine, row.status);
     }
 }
 

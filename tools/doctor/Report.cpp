@@ -68,7 +68,7 @@ std::wstring Conclusion(const Diagnosis& diagnosis)
         return L"A tile would be offered.\n";
     const Finding& finding = diagnosis.findings[*diagnosis.decisive];
     const bool refused = finding.outcome == Outcome::Refusal;
-    std::wstring text = std::wstring(refused ? L"No tile: " : L"Undecided: ") + info.meaning;
+    std::wstring text = std::wstring(refused ? L"No tile: " : L"") + info.meaning;
     if (FAILED(info.result))
         text += L" (the logon screen is told " + Hresult(diagnosis.status) + L")";
     return text + L".\nWhat to do: " + finding.advice + L"\n";

@@ -25,7 +25,7 @@ constexpr StatusInfo Table[] = {
     {Status::ServiceUnreachable, L"service-unreachable",  E_OUTOFMEMORY, L"the fingerprint service can't be reached"},
     {Status::ServiceRefuses,     L"service-refuses",      E_OUTOFMEMORY, L"the fingerprint service says no"},
     {Status::ServiceSilent,      L"service-silent",       S_OK,          L"the fingerprint service does not answer"},
-    {Status::LibraryDecides,     L"library-decides",      S_OK,          L"can't tell: the pre-boot library decides (--ask-library)"},
+    {Status::LibraryDecides,     L"library-decides",      S_OK,          L"Undecided: only the pre-boot library can tell (--ask-library)"},
 };
 // clang-format on
 
