@@ -45,9 +45,12 @@ public:
 
     /// False when it could not be made so.
     bool IsFit() const { return m_fit; }
-    /// As after a start of Windows: the next check asks the library again. This process's own check before
-    /// has left its mark for good.
+    /// As after a start of Windows: the next check asks the library again.
     void ForgetCheck() const { ResetEvent(m_mark.Get()); }
+    void MarkChecked() const { SetEvent(m_mark.Get()); }
+    bool IsChecked() const { return WaitForSingleObject(m_mark.Get(), 0) == WAIT_OBJECT_0; }
+    /// Leaves the mark to others: it is gone when nobody holds it.
+    void GiveMarkUp() { m_mark.Reset(); }
 
 private:
     bool m_fit;
