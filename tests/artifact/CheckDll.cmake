@@ -3,7 +3,8 @@ cmake_policy(VERSION 3.25)
 
 # What a clean Windows 10 has. msvcrt.dll is the system's own C runtime.
 set(allowed_libraries
-    advapi32 gdi32 gdiplus kernel32 msvcrt netapi32 ole32 oleaut32 powrprof rpcrt4 secur32 shlwapi user32 wtsapi32)
+    advapi32 cfgmgr32 crypt32 gdi32 gdiplus kernel32 msvcrt netapi32 ole32 oleaut32 powrprof rpcrt4 secur32 setupapi
+    shell32 shlwapi user32 wtsapi32)
 
 function(run variable)
     execute_process(COMMAND ${ARGN} OUTPUT_VARIABLE text RESULT_VARIABLE status)
@@ -90,7 +91,7 @@ endif()
 string(REGEX MATCHALL " Name: [^\n]*" names "${exports}")
 expect("exports" "${names}" " Name: DllCanUnloadNow; Name: DllGetClassObject")
 
-string(REGEX MATCHALL "Import {\n  Name: [^\n]*" libraries "${imports}")
+string(REGEX MATCHALL "\nImport {\n  Name: [^\n]*" libraries "${imports}")
 if(NOT libraries)
     message(SEND_ERROR "no imports found")
 endif()
@@ -101,6 +102,16 @@ foreach(library IN LISTS libraries)
         message(SEND_ERROR "imports ${library}, which is not among the allowed system libraries")
     endif()
 endforeach()
+
+# The sensor vendor's library is not on every machine: bound when it is called, not when the DLL is loaded.
+string(REGEX MATCHALL "DelayImport {\n  Name: [^\n]*" delayed "${imports}")
+expect("delayed imports" "${delayed}" "DelayImport {\n  Name: vcsWavePba.dll")
+string(FIND "${imports}" "DelayImport {" at)
+string(SUBSTRING "${imports}" ${at} -1 delayed)
+string(REGEX MATCHALL "Symbol: [A-Za-z]+" functions "${delayed}")
+list(SORT functions)
+expect("delayed functions" "${functions}"
+    "Symbol: vcsWavPbaClose;Symbol: vcsWavPbaGetAuthUserCreds;Symbol: vcsWavPbaOpen")
 
 # Tile: a bitmap header of 40 bytes, 266 x 266 pixels, 1 plane, 24 bits. Prompt images: PNG, RGBA of 8 bits.
 set(png 89504e470d0a1a0a0000000d49484452)
