@@ -5,10 +5,6 @@
 class='{0CE326A8-C767-433F-82B9-601B2A27321E}'
 class_key="HKLM\\SOFTWARE\\Classes\\CLSID\\$class"
 list_key="HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Providers\\$class"
-product_key='HKLM\SOFTWARE\VEXA\FingerPrint'
-sensor_class='{53D29EF7-377C-4D14-864B-EB3A85769359}'
-sensor_key='HKLM\System\CurrentControlSet\Enum\USB\VID_138A&PID_0010'
-library_script='HKLM\SOFTWARE\Fingerprint Simulator\PreBoot'
 doctor_misses=0
 
 registry() {
@@ -20,24 +16,10 @@ remove_key() {
     registry delete "$@" /f 2>/dev/null || true
 }
 
-# install_library NAME: the library, or the one that lacks something.
-install_library() {
-    cp "$build/PreBootLibrary/$1" "$WINEPREFIX/drive_c/windows/system32/vcsWavePba.dll"
-}
-
-plug_sensor() {
-    registry add "$sensor_key\\Simulated" /v ClassGUID /d "$sensor_class" /f
-    registry add "$sensor_key\\Simulated" /v Driver /d "$sensor_class\\0000" /f
-    registry add "$sensor_key\\Simulated" /v HardwareID /t REG_MULTI_SZ /d 'USB\VID_138A&PID_0010' /f
-}
-
 make_fit() {
     in_windows 60 ./LogonScreen.exe --register --dll VexaFPCredentialProvider.dll >/dev/null
-    plug_sensor
-    remove_key "$library_script"
-    remove_key "$product_key" /v Enable
-    registry add "$product_key" /v Enable /t REG_DWORD /d 1 /f /reg:32
-    install_library vcsWavePba.dll
+    remove_key "$fit_switch_key" /v Enable /reg:64
+    make_machine_fit
     is_running VexaFPService || start_service VexaFPService
 }
 
@@ -68,31 +50,32 @@ diagnose_registration() {
 }
 
 diagnose_gate() {
-    remove_key "$sensor_key"
+    local library=$WINEPREFIX/drive_c/windows/system32/vcsWavePba.dll
+    remove_key "$fit_sensor_key"
     diagnose 20 "No sensor"
-    plug_sensor
+    make_fit
     # Wine reports no device's problems: this is the doctor with one function of Windows replaced.
     diagnose_with DoctorWithDisabledSensor.exe 21 "A disabled sensor"
-    rm "$WINEPREFIX/drive_c/windows/system32/vcsWavePba.dll"
+    rm "$library"
     diagnose 22 "No pre-boot library"
-    install_library vcsWavePba-without-enabled.dll
+    cp "$build/PreBootLibrary/vcsWavePba-without-enabled.dll" "$library"
     diagnose 26 "A pre-boot library without one of its functions"
-    install_library vcsWavePba.dll
-    registry add "$product_key" /v Enable /t REG_DWORD /d 0 /f /reg:32
+    make_fit
+    registry add "$fit_switch_key" /v Enable /t REG_DWORD /d 0 /f /reg:32
     diagnose 23 "Switched off"
-    registry add "$product_key" /v Enable /t REG_DWORD /d 1 /f /reg:64
+    registry add "$fit_switch_key" /v Enable /t REG_DWORD /d 1 /f /reg:64
     diagnose 24 "Switched on in the view that nobody reads"
     make_fit
 }
 
 diagnose_service() {
     tell pba 0 >/dev/null
-    registry add "$library_script" /v Enabled /t REG_DWORD /d 0 /f
+    registry add "$fit_pre_boot_key" /v Enabled /t REG_DWORD /d 0 /f
     diagnose 28 "The library and the service say no" --ask-library
     in_windows 60 net stop VexaFPService >/dev/null || true
     diagnose 27 "The library says no, the service is down" --ask-library
     diagnose 30 "The same without asking the library"
-    remove_key "$library_script"
+    remove_key "$fit_pre_boot_key"
     diagnose 0 "The service is down, the library says yes" --ask-library
     make_fit
 }

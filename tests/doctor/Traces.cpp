@@ -10,22 +10,25 @@ namespace {
 
 using Traces = std::vector<std::wstring>;
 
-void WalkKey(HKEY root, const std::wstring& path, REGSAM view, Traces& traces)
+/// The key and all below it.
+void WalkKeys(const wchar_t* root, REGSAM view, Traces& traces)
 {
-    RegistryKey key;
-    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_READ | view, key.Put()) != ERROR_SUCCESS)
-        return;
-    DWORD keys = 0;
-    DWORD values = 0;
-    ULARGE_INTEGER time{};
-    RegQueryInfoKeyW(key.Get(), nullptr, nullptr, nullptr, &keys, nullptr, nullptr, &values, nullptr, nullptr,
-                     nullptr, reinterpret_cast<FILETIME*>(&time));
-    traces.push_back(path + L' ' + std::to_wstring(keys) + L' ' + std::to_wstring(values) + L' ' +
-                     std::to_wstring(time.QuadPart));
-    for (DWORD index = 0; index < keys; ++index) {
+    Traces paths{root};
+    while (!paths.empty()) {
+        const std::wstring path = paths.back();
+        paths.pop_back();
+        RegistryKey key;
+        RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ | view, key.Put());
+        DWORD keys = 0;
+        DWORD values = 0;
+        ULARGE_INTEGER time{};
+        RegQueryInfoKeyW(key.Get(), nullptr, nullptr, nullptr, &keys, nullptr, nullptr, &values, nullptr,
+                         nullptr, nullptr, reinterpret_cast<FILETIME*>(&time));
+        traces.push_back(path + L' ' + std::to_wstring(keys) + L' ' + std::to_wstring(values) + L' ' +
+                         std::to_wstring(time.QuadPart));
         wchar_t name[256] = L"";
-        RegEnumKeyW(key.Get(), index, name, ARRAYSIZE(name));
-        WalkKey(root, path + L'\\' + name, view, traces);
+        for (DWORD index = 0; RegEnumKeyW(key.Get(), index, name, ARRAYSIZE(name)) == ERROR_SUCCESS; ++index)
+            paths.push_back(path + L'\\' + name);
     }
 }
 
@@ -39,7 +42,7 @@ Traces TakeTraces()
              {LR"(SOFTWARE\VEXA)", LR"(SOFTWARE\Classes\CLSID)", LR"(System\CurrentControlSet)",
               LR"(SOFTWARE\Microsoft\Windows\CurrentVersion\Authentication)",
               LR"(SOFTWARE\Fingerprint Simulator)"})
-            WalkKey(HKEY_LOCAL_MACHINE, path, view, traces);
+            WalkKeys(path, view, traces);
     }
     for (const wchar_t* folder : {L"C:\\", L"C:\\CPLog", L"c:\\FPLog", LR"(C:\Users\Public)"}) {
         std::error_code error;

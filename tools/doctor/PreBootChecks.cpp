@@ -61,7 +61,7 @@ bool IsEnabled(const std::optional<LibraryAnswer>& answer)
 }
 
 /// The service does not say yes, and nothing else is left to ask.
-Finding RefusedByService(const ServiceAnswer& service, std::wstring before)
+Finding RefusedByService(const ServiceAnswer& service, const std::wstring& before)
 {
     constexpr wchar_t start[] = L"Start VexaFPService, and see to it that it starts with Windows.";
     switch (service.kind) {
@@ -142,7 +142,7 @@ Finding CheckPreBoot(Examination& examination)
     if (service.kind == ServiceAnswer::Kind::Answered && service.pbaEnabled == 1)
         return Pass(before + L"the service says yes");
     if (!examination.libraryAsked || examination.choices.askLibrary)
-        return RefusedByService(service, std::move(before));
+        return RefusedByService(service, before);
     Finding unknown = RefusedByService(service, {});
     unknown.outcome = Outcome::Unknown;
     unknown.text += L": a tile appears only if the library says yes";
