@@ -354,6 +354,9 @@ parse_logon_options() {
         esac
         shift
     done
+    if [[ $language && $variant =~ ^(wrong-password|lockout)$ ]]; then
+        die "--$variant follows the prompts in English; it does not go with --language."
+    fi
 }
 
 run_logon() {
