@@ -81,6 +81,8 @@ struct Machine {
     {
         UnloadLibrary();
         machine::RemovePreBootLibrary();
+        // Also the sensor that a run of the logon leaves plugged in.
+        RegDeleteTreeW(HKEY_LOCAL_MACHINE, LR"(System\CurrentControlSet\Enum\USB\VID_138A&PID_0010)");
         RegDeleteTreeW(HKEY_LOCAL_MACHINE, ClassKey);
         RegDeleteTreeW(HKEY_LOCAL_MACHINE, ListKey);
         RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, ProductKey, L"Enable");
