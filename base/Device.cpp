@@ -9,7 +9,6 @@
 
 #include <cwchar>
 #include <iterator>
-#include <iterator>
 
 namespace {
 

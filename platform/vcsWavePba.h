@@ -5,7 +5,7 @@
 
 extern "C" {
 
-/// Opens the library for the caller. What `use` selects is the vendor's business; it is always 2.
+/// Opens the library for the caller; `use` selects for what.
 __declspec(dllimport) long vcsWavPbaOpen(unsigned char use);
 
 /// Sets *enabled to non-zero when pre-boot authentication is enabled.

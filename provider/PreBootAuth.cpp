@@ -54,14 +54,12 @@ std::size_t SizeOf(long reported)
 }
 
 /// The second of the two calls, with a buffer as large as the first one asked for.
-long FetchCredentials(long size, void* record)
+long FetchCredentials(const SecretBuffer& buffer, std::size_t capacity, void* record)
 {
-    const std::size_t capacity = SizeOf(size);
-    size = static_cast<long>(capacity);
-    const SecretBuffer buffer(capacity);
-    if (buffer.Get() == nullptr)
-        return ERROR_NOT_ENOUGH_MEMORY;
     unsigned char* const bytes = buffer.Get();
+    if (bytes == nullptr)
+        return ERROR_NOT_ENOUGH_MEMORY;
+    long size = static_cast<long>(capacity);
     const long status = CallLibrary([&] { return vcsWavPbaGetAuthUserCreds(bytes, &size); });
     if (status != 0)
         return status;
@@ -82,7 +80,10 @@ long GetAuthUserCreds(void* record)
         FP_LOG(Label, L"vcsWavPbaOpen Fail");
     if (CallLibrary([&] { return vcsWavPbaGetAuthUserCreds(nullptr, &size); }) != 0)
         FP_LOG(Label, L"vcsWavPbaGetAuthUserCreds Size Fail");
-    const long status = FetchCredentials(size, record);
+    // The library may keep to the buffer until it is closed.
+    const std::size_t capacity = SizeOf(size);
+    const SecretBuffer buffer(capacity);
+    const long status = FetchCredentials(buffer, capacity, record);
     CallLibrary([] { return vcsWavPbaClose(); });
     FP_LOG(Label, L"End");
     return status;

@@ -37,7 +37,9 @@ HANDLE OpenStep1Event()
 bool AskService()
 {
     long enabled = 0;
-    BindFPService();
+    // Without a binding of its own the call would use, and the unbinding free, another thread's.
+    if (BindFPService() != RPC_S_OK)
+        return false;
     const SehResult guarded = Guarded([&] { enabled = RPCAPI::IsPbaEnable(); });
     UnbindFPService();
     return !guarded.raised && enabled == 1;

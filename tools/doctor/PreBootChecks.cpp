@@ -24,6 +24,7 @@ std::wstring LibraryPath()
 }
 
 struct LibraryAnswer {
+    DWORD loadError;
     long openStatus;
     long status;
     unsigned char enabled;
@@ -36,11 +37,15 @@ Function* Bind(HMODULE library, const char* name)
     return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library, name)));
 }
 
-/// The calls of the creation gate. What can't be called counts as a raise.
-LibraryAnswer AskLibrary()
+/// What the creation gate does with the library: it loads it every time, and calls it when nobody has yet.
+LibraryAnswer AskLibrary(bool call)
 {
     LibraryAnswer answer{};
     const HMODULE library = LoadLibraryExW(LibraryPath().c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    if (library == nullptr)
+        answer.loadError = GetLastError();
+    if (library == nullptr || !call)
+        return answer;
     const auto guarded = Guarded([&] {
         answer.openStatus = Bind<decltype(vcsWavPbaOpen)>(library, "vcsWavPbaOpen")(PreBootLibraryUse);
         if (answer.openStatus != 0)
@@ -49,15 +54,8 @@ LibraryAnswer AskLibrary()
         Bind<decltype(vcsWavPbaClose)>(library, "vcsWavPbaClose")();
     });
     answer.raised = guarded.raised;
-    if (library != nullptr)
-        FreeLibrary(library);
+    FreeLibrary(library);
     return answer;
-}
-
-bool IsEnabled(const std::optional<LibraryAnswer>& answer)
-{
-    return answer && !answer->raised && answer->openStatus == 0 && answer->status == 0 &&
-           answer->enabled != 0;
 }
 
 /// The service does not say yes, and nothing else is left to ask.
@@ -106,7 +104,7 @@ Finding CheckLibraryExports(Examination& examination)
     if (!file.Exports("vcsWavPbaGetAuthUserCreds"))
         return Attention(L"the library lacks vcsWavPbaGetAuthUserCreds: no pre-boot logon is taken over",
                          InstallLibrary);
-    return Pass(L"all four are there");
+    return Pass(L"all four are there (the file was read, not loaded)");
 }
 
 Finding CheckStep1Event(Examination& examination)
@@ -133,10 +131,21 @@ Finding CheckPreBoot(Examination& examination)
     if (!examination.libraryFit)
         return Skip(L"fails without the library");
     std::wstring before;
-    if (examination.libraryAsked && examination.choices.askLibrary) {
-        if (IsEnabled(CallBounded(examination.choices.patience, AskLibrary)))
+    if (examination.choices.askLibrary) {
+        const bool call = examination.libraryAsked;
+        const auto answer = CallBounded(examination.choices.patience, [call] { return AskLibrary(call); });
+        if (!answer || answer->raised)
+            return Refuse(Status::LibraryUnfit,
+                          answer ? L"the library crashes" : L"the library does not come back",
+                          InstallLibrary);
+        if (answer->loadError != 0)
+            return Refuse(Status::LibraryUnfit,
+                          Format(L"the library can't be loaded (error %lu)", answer->loadError),
+                          InstallLibrary);
+        if (call && answer->openStatus == 0 && answer->status == 0 && answer->enabled != 0)
             return Pass(L"the library says that pre-boot authentication is enabled");
-        before = L"the library does not say yes, and ";
+        if (call)
+            before = L"the library does not say yes, and ";
     }
     const ServiceAnswer& service = examination.Service();
     if (service.kind == ServiceAnswer::Kind::Answered && service.pbaEnabled == 1)

@@ -80,6 +80,9 @@ Finding NoSensor()
         return Refuse(Status::NoSensor,
                       Format(L"%s is there without a driver (problem %lu)", miss.id, miss.problem),
                       L"Install the sensor's driver.");
+    if (IsSensor(miss.id))
+        return Refuse(Status::NoSensor, Format(L"%s was not found, and is there now", miss.id),
+                      L"Look again; the sensor comes up late, or its contact is loose.");
     return Refuse(Status::NoSensor, Format(L"%s is another product than 0008 and 0010", miss.id),
                   L"Only the products 0008 and 0010 are supported.");
 }

@@ -58,8 +58,8 @@ Finding CheckLockOut(Examination&)
 
 Finding CheckLogFolders(Examination&)
 {
-    const bool text = PathIsDirectoryW(L"C:\\CPLog") != FALSE;
-    const bool records = PathIsDirectoryW(L"c:\\FPLog") != FALSE;
+    const bool text = PathFileExistsW(L"C:\\CPLog") != FALSE;
+    const bool records = PathFileExistsW(L"c:\\FPLog") != FALSE;
     std::wstring found = Format(L"C:\\CPLog %s, c:\\FPLog %s", text ? L"is there" : L"is absent",
                                 records ? L"is there" : L"is absent");
     if (text && records)

@@ -20,7 +20,7 @@ constexpr StatusInfo Table[] = {
     {Status::LibraryMissing,     L"library-missing",      E_OUTOFMEMORY, L"the pre-boot library is missing"},
     {Status::SwitchedOff,        L"switched-off",         E_OUTOFMEMORY, L"fingerprint logon is switched off"},
     {Status::WrongView,          L"wrong-view",           E_OUTOFMEMORY, L"switched on in the wrong registry view"},
-    {Status::LibraryUnfit,       L"library-unfit",        E_OUTOFMEMORY, L"the pre-boot library is no 64-bit DLL"},
+    {Status::LibraryUnfit,       L"library-unfit",        E_OUTOFMEMORY, L"the pre-boot library is no 64-bit DLL that works"},
     {Status::ExportMissing,      L"export-missing",       E_OUTOFMEMORY, L"the pre-boot library lacks a function"},
     {Status::ServiceUnreachable, L"service-unreachable",  E_OUTOFMEMORY, L"the fingerprint service can't be reached"},
     {Status::ServiceRefuses,     L"service-refuses",      E_OUTOFMEMORY, L"the fingerprint service says no"},
