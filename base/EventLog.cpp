@@ -1,12 +1,11 @@
 #include "EventLog.h"
 
 #include "Handle.h"
+#include "WideText.h"
 
 #include <shlwapi.h>
 
 #include <cstdarg>
-#include <cwchar>
-#include <iterator>
 
 namespace {
 
@@ -27,11 +26,10 @@ void ReportFPEvent(const wchar_t* format, ...)
     if (!PathFileExistsW(SwitchFolder))
         return;
 
-    // _vsnwprintf, not vswprintf: only it reads %s as wide text. It leaves an over-long text unterminated.
     wchar_t text[512] = {};
     va_list arguments;
     va_start(arguments, format);
-    _vsnwprintf(text, std::size(text) - 1, format, arguments);
+    FormatWideText(text, format, arguments);
     va_end(arguments);
 
     const EventSource source(RegisterEventSourceW(nullptr, SourceName));

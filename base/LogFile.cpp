@@ -1,5 +1,7 @@
 #include "LogFile.h"
 
+#include "WideText.h"
+
 #include <cwchar>
 #include <ctime>
 #include <io.h>
@@ -136,10 +138,8 @@ void CLogFile::WriteLine(FILE* stream, const wchar_t* format, va_list arguments)
         FormatLocalTime(stamp, "%H:%M:%S ");
         AppendWidened(line, stamp);
     }
-    // _vsnwprintf, not vswprintf: only it reads %s as wide text. It leaves an over-long text unterminated.
     wchar_t message[MessageUnits] = {};
-    _vsnwprintf(message, std::size(message), format, arguments);
-    message[MessageUnits - 1] = L'\0';
+    FormatWideText(message, format, arguments);
     std::wcscat(line, message);
 
     std::fwrite(line, sizeof(wchar_t), std::wcslen(line), stream);

@@ -113,7 +113,7 @@ private:
 
     static DWORD ThreadProc(void* window);
     HRESULT RunWindow();
-    HRESULT InitInstance();
+    HRESULT InitInstance(HWND* created);
     void RunMessageLoop(HWND window);
     void EndWindow(HWND window);
 

@@ -9,7 +9,6 @@
 #include "SehGuard.h"
 #include "VexaFPCredential.h"
 #include "VexaFPProvider.h"
-#include "Workers.h"
 
 namespace {
 
@@ -50,8 +49,9 @@ HRESULT CCommandWindow::RunWindow()
     if (IsClosed())
         return S_OK;
     const HRESULT registered = EventWindowClass::Register(*this, m_hInstance, WndProc);
-    const HRESULT created = SUCCEEDED(registered) ? InitInstance() : registered;
-    const HWND window = m_hWnd;
+    // Not read back from m_hWnd: a stop that comes right now has cleared it, and the window is still to go.
+    HWND window = nullptr;
+    const HRESULT created = SUCCEEDED(registered) ? InitInstance(&window) : registered;
 
     // Closed before the window was known, there is no WM_EXIT_THREAD to come.
     if (!IsClosed()) {
@@ -71,13 +71,14 @@ HRESULT CCommandWindow::RunWindow()
     return created;
 }
 
-HRESULT CCommandWindow::InitInstance()
+HRESULT CCommandWindow::InitInstance(HWND* created)
 {
     const HWND window =
         CreateWindowExW(WS_EX_NOACTIVATE | WS_EX_LAYERED | WS_EX_TOPMOST, EventWindowClass::Name, L"Window",
                         WS_POPUP | WS_VISIBLE, CW_USEDEFAULT, CW_USEDEFAULT, WindowSize, WindowSize, nullptr,
                         nullptr, m_hInstance, this);
     const HRESULT result = window != nullptr ? S_OK : HresultFromLastError();
+    *created = window;
     m_hWnd = window;
     ShowWindow(window, SW_HIDE);
     g_hEventWindow = window;
