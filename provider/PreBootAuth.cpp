@@ -31,6 +31,7 @@ public:
     SecretBuffer(const SecretBuffer&) = delete;
     SecretBuffer& operator=(const SecretBuffer&) = delete;
 
+    std::size_t Size() const { return m_size; }
     /// Null when there was no memory.
     unsigned char* Get() const { return static_cast<unsigned char*>(m_bytes); }
 
@@ -54,19 +55,19 @@ std::size_t SizeOf(long reported)
 }
 
 /// The second of the two calls, with a buffer as large as the first one asked for.
-long FetchCredentials(const SecretBuffer& buffer, std::size_t capacity, void* record)
+long FetchCredentials(const SecretBuffer& buffer, void* record)
 {
     unsigned char* const bytes = buffer.Get();
     if (bytes == nullptr)
         return ERROR_NOT_ENOUGH_MEMORY;
-    long size = static_cast<long>(capacity);
+    long size = static_cast<long>(buffer.Size());
     const long status = CallLibrary([&] { return vcsWavPbaGetAuthUserCreds(bytes, &size); });
     if (status != 0)
         return status;
     FP_LOG(Label, L"vcsWavPbaGetAuthUserCreds 0");
     // The record is always filled whole, with zeros where the library reported less than that.
     std::memset(record, 0, sizeof(FPData));
-    std::memcpy(record, bytes, std::min({SizeOf(size), capacity, sizeof(FPData)}));
+    std::memcpy(record, bytes, std::min({SizeOf(size), buffer.Size(), sizeof(FPData)}));
     return status;
 }
 
@@ -81,9 +82,8 @@ long GetAuthUserCreds(void* record)
     if (CallLibrary([&] { return vcsWavPbaGetAuthUserCreds(nullptr, &size); }) != 0)
         FP_LOG(Label, L"vcsWavPbaGetAuthUserCreds Size Fail");
     // The library may keep to the buffer until it is closed.
-    const std::size_t capacity = SizeOf(size);
-    const SecretBuffer buffer(capacity);
-    const long status = FetchCredentials(buffer, capacity, record);
+    const SecretBuffer buffer(SizeOf(size));
+    const long status = FetchCredentials(buffer, record);
     CallLibrary([] { return vcsWavPbaClose(); });
     FP_LOG(Label, L"End");
     return status;
