@@ -1,11 +1,11 @@
 #include "CallJournal.h"
 
 #include "Guard.h"
-#include "control/ServiceControl.h"
+#include "ServiceClient/ServiceControl.h"
 
 CallJournal::Id CallJournal::Begin(int opnum, std::wstring arguments)
 {
-    long long arrived = control::Now();
+    long long arrived = ServiceClient::Now();
     Guard guard(m_lock);
     m_entries.push_back({opnum, std::move(arguments), arrived, 0, std::nullopt, {}});
     ++m_received[opnum];
@@ -23,7 +23,7 @@ void CallJournal::End(Id id, std::optional<long> result, std::wstring note)
     if (id < m_firstId)
         return;
     Entry& entry = m_entries[id - m_firstId];
-    entry.answered = control::Now();
+    entry.answered = ServiceClient::Now();
     entry.result = result;
     entry.note = std::move(note);
 }

@@ -1,7 +1,7 @@
 #include "Commands.h"
 
 #include "Simulation.h"
-#include "control/Text.h"
+#include "Text.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -280,7 +280,7 @@ Reply Help(const Words&)
 
 Reply Execute(std::wstring_view line)
 {
-    std::optional<Words> words = control::SplitWords(line);
+    std::optional<Words> words = SplitWords(line);
     if (!words)
         return Refuse(L"a quote is open");
     if (words->empty())

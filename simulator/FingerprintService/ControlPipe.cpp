@@ -2,7 +2,7 @@
 
 #include "Commands.h"
 #include "Simulation.h"
-#include "control/Text.h"
+#include "Text.h"
 
 #include <memory>
 
@@ -14,10 +14,10 @@ constexpr DWORD kStopLimit = 2000;
 constexpr DWORD kRetryPause = 50;
 constexpr DWORD kBufferSize = 64 * 1024;
 
-control::PipeHandle CreateInstance()
+ServiceClient::PipeHandle CreateInstance()
 {
-    return control::PipeHandle(
-        CreateNamedPipeW(control::kControlPipeName, PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED,
+    return ServiceClient::PipeHandle(
+        CreateNamedPipeW(ServiceClient::kControlPipeName, PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED,
                          PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT, PIPE_UNLIMITED_INSTANCES,
                          kBufferSize, kBufferSize, 0, nullptr));
 }
@@ -50,7 +50,7 @@ void ControlPipe::Stop()
     WaitForSingleObject(m_thread.Get(), INFINITE);
     m_thread.Reset();
     ULONGLONG deadline = GetTickCount64() + kStopLimit;
-    while (InterlockedCompareExchange(&m_connections, 0, 0) > 0 && control::Remaining(deadline) > 0)
+    while (InterlockedCompareExchange(&m_connections, 0, 0) > 0 && ServiceClient::Remaining(deadline) > 0)
         Sleep(1);
 }
 
@@ -88,7 +88,7 @@ void ControlPipe::Accept()
 {
     while (WaitForSingleObject(m_stop.Get(), 0) == WAIT_TIMEOUT) {
         bool connected = m_listening && WaitForClient(m_listening.Get());
-        control::PipeHandle pipe = std::move(m_listening);
+        ServiceClient::PipeHandle pipe = std::move(m_listening);
         m_listening = CreateInstance();
         if (!connected) {
             // A client that was gone at once, or no more resources: neither ends the service.
@@ -106,16 +106,16 @@ void ControlPipe::Accept()
     m_listening.Reset();
 }
 
-void ControlPipe::Serve(control::PipeHandle pipe)
+void ControlPipe::Serve(ServiceClient::PipeHandle pipe)
 {
     Reply reply;
     {
-        control::PipeConnection connection(std::move(pipe), m_stop.Get());
+        ServiceClient::PipeConnection connection(std::move(pipe), m_stop.Get());
         std::optional<std::string> line = connection.ReadLine(kRequestLimit);
         if (!line)
             return;
-        reply = Execute(control::FromUtf8(*line));
-        connection.Write(control::ToUtf8(reply.text), kReplyLimit);
+        reply = Execute(FromUtf8(*line));
+        connection.Write(ToUtf8(reply.text), kReplyLimit);
     }
     // The connection is closed by now and the reply on its way: the process may end.
     CarryOut(reply.after);

@@ -2,7 +2,7 @@
 // that commands are taken at any time: while RPC calls block, and while another command waits.
 #pragma once
 
-#include "control/PipeConnection.h"
+#include "ServiceClient/PipeConnection.h"
 
 class ControlPipe {
 public:
@@ -16,7 +16,7 @@ public:
 private:
     struct Connection {
         ControlPipe* owner;
-        control::PipeHandle pipe;
+        ServiceClient::PipeHandle pipe;
     };
 
     // Started by Start, argument this; ends when m_stop is signalled. Stop waits for it.
@@ -27,10 +27,10 @@ private:
 
     void Accept();
     bool WaitForClient(HANDLE pipe) const;
-    void Serve(control::PipeHandle pipe);
+    void Serve(ServiceClient::PipeHandle pipe);
 
     KernelHandle m_stop;
     KernelHandle m_thread;
-    control::PipeHandle m_listening;
+    ServiceClient::PipeHandle m_listening;
     volatile LONG m_connections = 0;
 };

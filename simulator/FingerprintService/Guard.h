@@ -1,7 +1,7 @@
 // Scoped ownership of a slim lock, and the bounded wait on a condition that goes with it.
 #pragma once
 
-#include "control/PipeConnection.h"
+#include "ServiceClient/PipeConnection.h"
 
 #include <windows.h>
 
@@ -20,7 +20,7 @@ public:
     {
         ULONGLONG deadline = GetTickCount64() + milliseconds;
         while (!holds()) {
-            DWORD left = control::Remaining(deadline);
+            DWORD left = ServiceClient::Remaining(deadline);
             if (left == 0)
                 return false;
             SleepConditionVariableSRW(&condition, &m_lock, left, 0);

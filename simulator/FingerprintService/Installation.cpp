@@ -2,7 +2,7 @@
 
 #include "ServiceHost.h"
 #include "base/Handle.h"
-#include "control/PipeConnection.h"
+#include "ServiceClient/PipeConnection.h"
 
 namespace {
 
@@ -51,7 +51,7 @@ void StopAndWait(SC_HANDLE service)
         return;
     ULONGLONG deadline = GetTickCount64() + kStopLimit;
     while (QueryServiceStatus(service, &status) && status.dwCurrentState != SERVICE_STOPPED &&
-           control::Remaining(deadline) > 0)
+           ServiceClient::Remaining(deadline) > 0)
         Sleep(kStopPause);
 }
 

@@ -3,8 +3,8 @@
 #include "Installation.h"
 #include "ServiceHost.h"
 #include "Simulation.h"
-#include "control/ServiceControl.h"
-#include "control/Text.h"
+#include "ServiceClient/ServiceControl.h"
+#include "Text.h"
 
 namespace {
 
@@ -23,7 +23,7 @@ constexpr wchar_t kUsageText[] =
 
 int Fail(const wchar_t* what, DWORD error)
 {
-    control::Print(STD_ERROR_HANDLE, std::wstring(what) + L": error " + std::to_wstring(error) + L"\n");
+    Print(STD_ERROR_HANDLE, std::wstring(what) + L": error " + std::to_wstring(error) + L"\n");
     return kRefused;
 }
 
@@ -40,7 +40,7 @@ int RunInConsole()
     if (error != ERROR_SUCCESS)
         return Fail(L"cannot serve", error);
     SetConsoleCtrlHandler(OnConsoleEvent, TRUE);
-    control::Print(STD_OUTPUT_HANDLE, L"serving\n");
+    Print(STD_OUTPUT_HANDLE, L"serving\n");
     WaitForSingleObject(Simulation::Instance().QuitEvent(), INFINITE);
     server.Stop();
     return kDone;
@@ -51,17 +51,17 @@ int Tell(int count, wchar_t** arguments)
 {
     std::wstring command = arguments[0];
     if (count > 1) {
-        command = control::QuoteWord(arguments[0]);
+        command = QuoteWord(arguments[0]);
         for (int i = 1; i < count; ++i)
-            command += L" " + control::QuoteWord(arguments[i]);
+            command += L" " + QuoteWord(arguments[i]);
     }
-    std::optional<std::wstring> reply = control::Tell(command);
+    std::optional<std::wstring> reply = ServiceClient::Tell(command);
     if (!reply) {
-        control::Print(STD_ERROR_HANDLE, L"no service answers\n");
+        Print(STD_ERROR_HANDLE, L"no service answers\n");
         return kNoAnswer;
     }
-    control::Print(STD_OUTPUT_HANDLE, *reply);
-    return control::IsOk(*reply) ? kDone : kRefused;
+    Print(STD_OUTPUT_HANDLE, *reply);
+    return ServiceClient::IsOk(*reply) ? kDone : kRefused;
 }
 
 } // namespace
@@ -80,6 +80,6 @@ int wmain(int argc, wchar_t** argv)
         DWORD error = mode == L"--install" ? InstallServices() : UninstallServices();
         return error == ERROR_SUCCESS ? kDone : Fail(L"service control manager", error);
     }
-    control::Print(STD_ERROR_HANDLE, kUsageText);
+    Print(STD_ERROR_HANDLE, kUsageText);
     return kUsage;
 }

@@ -2,7 +2,7 @@
 
 #include "VexaFP.h"
 #include "base/Handle.h"
-#include "control/PipeConnection.h"
+#include "ServiceClient/PipeConnection.h"
 
 namespace {
 
@@ -42,7 +42,8 @@ RPC_STATUS WaitUntilAnswering()
     if (status != RPC_S_OK)
         return status;
     ULONGLONG deadline = GetTickCount64() + kAnswerLimit;
-    while ((status = RpcMgmtIsServerListening(binding.Get())) != RPC_S_OK && control::Remaining(deadline) > 0)
+    while ((status = RpcMgmtIsServerListening(binding.Get())) != RPC_S_OK &&
+           ServiceClient::Remaining(deadline) > 0)
         Sleep(kAnswerPause);
     return status;
 }

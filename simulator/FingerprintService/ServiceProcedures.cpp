@@ -3,15 +3,15 @@
 #include "Outputs.h"
 #include "Simulation.h"
 #include "VexaFP.h"
-#include "control/Rendering.h"
+#include "ServiceClient/Rendering.h"
 
 #include <algorithm>
 #include <cstring>
 
 namespace {
 
-using control::BytesText;
-using control::QuotedText;
+using ServiceClient::BytesText;
+using ServiceClient::QuotedText;
 
 /// The name of a procedure, looked up while compiling: a misspelt one does not build.
 struct ProcedureName {

@@ -2,7 +2,7 @@
 
 #include "Guard.h"
 #include "Outputs.h"
-#include "control/ServiceControl.h"
+#include "ServiceClient/ServiceControl.h"
 
 namespace {
 
@@ -16,7 +16,8 @@ Simulation& Simulation::Instance()
     return instance;
 }
 
-Simulation::Simulation() : m_quit(CreateEventW(nullptr, TRUE, FALSE, nullptr)), m_started(control::Now())
+Simulation::Simulation()
+    : m_quit(CreateEventW(nullptr, TRUE, FALSE, nullptr)), m_started(ServiceClient::Now())
 {
     SetDefaults();
 }

@@ -1,6 +1,6 @@
 #include "UserRecord.h"
 
-#include "control/Rendering.h"
+#include "ServiceClient/Rendering.h"
 
 #include <algorithm>
 
@@ -35,7 +35,7 @@ std::optional<UserRecord> MakeRecord(std::wstring_view domain, std::wstring_view
 
 std::wstring Describe(const UserRecord& record)
 {
-    return L"domain=" + control::QuotedText(Get(record.domain)) + L" user=" +
-           control::QuotedText(Get(record.user)) + L" password-length=" +
+    return L"domain=" + ServiceClient::QuotedText(Get(record.domain)) + L" user=" +
+           ServiceClient::QuotedText(Get(record.user)) + L" password-length=" +
            std::to_wstring(Get(record.password).size());
 }

@@ -1,6 +1,6 @@
 #include "EventsSink.h"
 
-#include "control/ServiceControl.h"
+#include "ServiceClient/ServiceControl.h"
 
 #include <utility>
 
@@ -19,7 +19,7 @@ STDMETHODIMP EventsSink::QueryInterface(REFIID iid, void** object)
 STDMETHODIMP EventsSink::CredentialsChanged(UINT_PTR context)
 {
     // First of all: the time it took the provider to get here is measured up to this moment.
-    const long long stamp = control::Now();
+    const long long stamp = ServiceClient::Now();
     {
         CriticalSectionScope scope(m_lock);
         m_changes.push_back({stamp, GetCurrentThreadId(), context, m_unadvised});

@@ -10,7 +10,7 @@
 
 /// One CredentialsChanged, as it came.
 struct CredentialsChange {
-    long long stamp; ///< control::Now() at entry
+    long long stamp; ///< ServiceClient::Now() at entry
     DWORD thread;
     UINT_PTR context;
     bool afterUnAdvise;

@@ -2,9 +2,8 @@
 #include "Names.h"
 #include "Text.h"
 
-#include "control/Text.h"
-#include "windows/CredentialProtection.h"
-#include "windows/PackedLogon.h"
+#include "WindowsModel/CredentialProtection.h"
+#include "WindowsModel/PackedLogon.h"
 
 #include <cstring>
 
@@ -51,10 +50,10 @@ std::optional<std::wstring> StringAt(const byte* block, size_t bytes, USHORT len
 
 std::wstring SecretText(const std::wstring& text)
 {
-    switch (simwindows::ProtectionOf(text)) {
-    case simwindows::Protection::Trusted:
+    switch (WindowsModel::ProtectionOf(text)) {
+    case WindowsModel::Protection::Trusted:
         return Format(L"%zu characters, protected for the LSA", text.size());
-    case simwindows::Protection::User:
+    case WindowsModel::Protection::User:
         return Format(L"%zu characters, protected for its maker alone", text.size());
     default:
         return Format(L"%zu characters, not protected by the simulated Windows", text.size());
@@ -100,18 +99,18 @@ LogonOutcome LogonReport::Examine(const CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZA
     WriteTable(serialization.rgbSerialization, serialization.cbSerialization);
 
     // On a real system the packages have other numbers than in the model; there the block alone is checked.
-    const simwindows::PackedLogon packed =
-        m_options.real ? simwindows::DecodePackedLogon(serialization.rgbSerialization,
-                                                       serialization.cbSerialization, m_options.scenario)
-                       : simwindows::DecodePackedLogon(serialization, m_options.scenario, m_options.clsid);
+    const WindowsModel::PackedLogon packed =
+        m_options.real ? WindowsModel::DecodePackedLogon(serialization.rgbSerialization,
+                                                         serialization.cbSerialization, m_options.scenario)
+                       : WindowsModel::DecodePackedLogon(serialization, m_options.scenario, m_options.clsid);
     for (const std::string& violation : packed.violations)
-        m_findings.Violation(L"packed logon: " + control::FromUtf8(violation));
+        m_findings.Violation(L"packed logon: " + FromUtf8(violation));
 
     LogonOutcome outcome;
     outcome.cameOut = true;
     outcome.account = packed.domain + L"\\" + packed.user;
     if (!m_options.real) {
-        const simwindows::LogonResult result = simwindows::Logon(packed);
+        const WindowsModel::LogonResult result = WindowsModel::Logon(packed);
         outcome.status = result.status;
         outcome.substatus = result.substatus;
         m_transcript.Line(L"lsa", L"logon of %s: %s, substatus %s", outcome.account.c_str(),

@@ -5,7 +5,7 @@
 #include "Registration.h"
 #include "Watchdog.h"
 
-#include "control/Text.h"
+#include "Text.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ struct ComApartment {
 
 ExitStatus UsageError(const std::wstring& message)
 {
-    control::Print(STD_ERROR_HANDLE, L"LogonScreen: " + message + L"\nTry --help.\n");
+    Print(STD_ERROR_HANDLE, L"LogonScreen: " + message + L"\nTry --help.\n");
     return ExitStatus::Usage;
 }
 
@@ -37,7 +37,7 @@ ExitStatus ChangeRegistration(const Options& options)
     const std::wstring what = GuidText(options.clsid) + (add ? L" registered" : L" unregistered");
     if (error != ERROR_SUCCESS)
         return UsageError(Format(L"%s: error %ld", what.c_str(), error));
-    control::Print(STD_OUTPUT_HANDLE, what + L"\n");
+    Print(STD_OUTPUT_HANDLE, what + L"\n");
     return ExitStatus::Expected;
 }
 
@@ -163,7 +163,7 @@ ExitStatus Start(int argc, wchar_t** argv)
     if (!options)
         return UsageError(message);
     if (options->action == Options::Action::Help) {
-        control::Print(STD_OUTPUT_HANDLE, UsageText());
+        Print(STD_OUTPUT_HANDLE, UsageText());
         return ExitStatus::Expected;
     }
     if (options->action != Options::Action::Run)

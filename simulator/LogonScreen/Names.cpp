@@ -1,6 +1,8 @@
 #include "Names.h"
 #include "Text.h"
 
+#include <objbase.h>
+
 #include <ntstatus.h>
 
 namespace {
@@ -155,4 +157,11 @@ const wchar_t* StatusMeaning(NTSTATUS status, NTSTATUS substatus)
             if (meaning.status == candidate)
                 return meaning.text;
     return L"The sign-in failed.";
+}
+
+std::wstring GuidText(const GUID& guid)
+{
+    wchar_t text[40] = L"";
+    StringFromGUID2(guid, text, ARRAYSIZE(text));
+    return text;
 }

@@ -7,6 +7,7 @@
 
 /// "S_OK", "E_NOTIMPL (0x80004001)", "HRESULT_FROM_WIN32(5) (0x80070005)", or the bare number.
 std::wstring HresultName(HRESULT result);
+std::wstring GuidText(const GUID& guid);
 /// "STATUS_LOGON_FAILURE (0xC000006D)" or the bare number.
 std::wstring StatusName(NTSTATUS status);
 

@@ -45,18 +45,18 @@ std::vector<std::wstring> Split(const std::wstring& text, wchar_t separator)
 
 struct AccountFlag {
     const wchar_t* suffix;
-    simwindows::AccountState state;
+    WindowsModel::AccountState state;
 };
 
 // clang-format off
 constexpr AccountFlag g_accountFlags[] = {
-    {L":restricted",  simwindows::AccountState::Restricted},
-    {L":hours",       simwindows::AccountState::LogonHours},
-    {L":workstation", simwindows::AccountState::Workstation},
-    {L":expired",     simwindows::AccountState::PasswordExpired},
-    {L":mustchange",  simwindows::AccountState::PasswordMustChange},
-    {L":disabled",    simwindows::AccountState::Disabled},
-    {L":lockedout",   simwindows::AccountState::LockedOut},
+    {L":restricted",  WindowsModel::AccountState::Restricted},
+    {L":hours",       WindowsModel::AccountState::LogonHours},
+    {L":workstation", WindowsModel::AccountState::Workstation},
+    {L":expired",     WindowsModel::AccountState::PasswordExpired},
+    {L":mustchange",  WindowsModel::AccountState::PasswordMustChange},
+    {L":disabled",    WindowsModel::AccountState::Disabled},
+    {L":lockedout",   WindowsModel::AccountState::LockedOut},
 };
 
 struct ServiceStateName {
@@ -83,7 +83,7 @@ bool ParseAccount(Options& options, const std::wstring& text)
     const size_t colon = text.find(L':', slash);
     if (colon == std::wstring::npos || colon == slash + 1)
         return false;
-    simwindows::Account account;
+    WindowsModel::Account account;
     account.domain = text.substr(0, slash);
     account.user = text.substr(slash + 1, colon - slash - 1);
     account.password = text.substr(colon + 1);

@@ -1,7 +1,7 @@
 // The command line.
 #pragma once
 
-#include "windows/Accounts.h"
+#include "WindowsModel/Accounts.h"
 
 #include <credentialprovider.h>
 
@@ -46,7 +46,7 @@ struct Options {
     bool keepLoaded = false;
 
     bool real = false;
-    std::vector<simwindows::Account> accounts;
+    std::vector<WindowsModel::Account> accounts;
     std::vector<FailureOption> failures;
     std::vector<ServiceOption> services;
     std::wstring computer;

@@ -1,5 +1,6 @@
 #include "Registration.h"
 #include "base/Handle.h"
+#include "Names.h"
 #include "Text.h"
 
 namespace Registration {

@@ -1,6 +1,6 @@
 #include "ServiceTiming.h"
 
-#include "control/ServiceControl.h"
+#include "ServiceClient/ServiceControl.h"
 
 namespace ServiceTiming {
 
@@ -14,11 +14,11 @@ constexpr double g_unitsPerMs = 10000.0;
 
 void Write(Transcript& transcript, long long stamp)
 {
-    const auto calls = control::Report(g_patienceMs);
+    const auto calls = ServiceClient::Report(g_patienceMs);
     if (!calls)
         return;
-    const control::ReportedCall* last = nullptr;
-    for (const control::ReportedCall& call : *calls) {
+    const ServiceClient::ReportedCall* last = nullptr;
+    for (const ServiceClient::ReportedCall& call : *calls) {
         const bool answered = call.answered != 0 && call.answered <= stamp;
         if (answered && call.name == L"IdentifyEnroll" && (last == nullptr || call.answered > last->answered))
             last = &call;

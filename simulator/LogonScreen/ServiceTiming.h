@@ -5,8 +5,8 @@
 
 namespace ServiceTiming {
 
-/// Writes the time between the last identification that was answered before `stamp` (control::Now()) and that
-/// moment. Nothing is written when no scripted service runs or the logon did not come from it.
+/// Writes the time between the last identification that was answered before `stamp` (ServiceClient::Now())
+/// and that moment. Nothing is written when no scripted service runs or the logon did not come from it.
 void Write(Transcript& transcript, long long stamp);
 
 } // namespace ServiceTiming

@@ -2,12 +2,10 @@
 #include "Names.h"
 #include "Text.h"
 
-#include "control/Text.h"
-
 #include <algorithm>
 
-using simwindows::Group;
-using simwindows::SimulatedWindows;
+using WindowsModel::Group;
+using WindowsModel::SimulatedWindows;
 
 namespace {
 
@@ -57,7 +55,7 @@ bool Simulation::SetUp(std::wstring& message)
         state->texts.onPrompt = [this](const std::wstring& text) { Prompted(text); };
     }
     for (const FailureOption& failure : m_options.failures) {
-        if (!windows.FailNext(control::ToUtf8(failure.function), failure.code, failure.skip, failure.times)) {
+        if (!windows.FailNext(ToUtf8(failure.function), failure.code, failure.skip, failure.times)) {
             message = L"--fail: no replaceable function " + failure.function + L" that can fail";
             return false;
         }
@@ -69,12 +67,12 @@ void Simulation::Install(HMODULE module)
 {
     m_hooks.emplace(module);
     const Group groups = m_options.services.empty() ? Group::Usual : Group::Usual | Group::Services;
-    const simwindows::HookReport report = SimulatedWindows::Instance().Hook(*m_hooks, groups);
+    const WindowsModel::HookReport report = SimulatedWindows::Instance().Hook(*m_hooks, groups);
     m_transcript.Line(L"windows",
                       L"%zu of the DLL's imports are answered or watched by the simulated Windows",
                       report.replaced.size());
     for (const std::string& function : report.failed)
-        m_transcript.Line(L"note", L"imported, but not simulated: %s", control::FromUtf8(function).c_str());
+        m_transcript.Line(L"note", L"imported, but not simulated: %s", FromUtf8(function).c_str());
 }
 
 void Simulation::ModuleGone()
@@ -125,7 +123,7 @@ void Simulation::WriteLogonChecks()
 {
     SimulatedWindows& windows = SimulatedWindows::Instance();
     const auto calls = Since(windows.Lock()->accounts.logons, m_logons);
-    for (const simwindows::LogonCall& call : calls) {
+    for (const WindowsModel::LogonCall& call : calls) {
         const wchar_t* domain = call.hasDomain ? call.domain.c_str() : L"(no domain)";
         const std::wstring outcome =
             call.result ? std::wstring(L"accepted") : Format(L"refused, error %lu", call.error);
@@ -138,16 +136,15 @@ void Simulation::WriteEvents()
 {
     SimulatedWindows& windows = SimulatedWindows::Instance();
     const auto debug = Since(windows.Lock()->texts.debug, m_debug);
-    for (const simwindows::DebugText& text : debug)
-        m_transcript.Line(L"debugger", L"%s", Quoted(control::FromUtf8(text.text)).c_str());
+    for (const WindowsModel::DebugText& text : debug)
+        m_transcript.Line(L"debugger", L"%s", Quoted(FromUtf8(text.text)).c_str());
 
     const auto records = Since(windows.Lock()->texts.events, m_events);
-    for (const simwindows::EventRecord& record : records)
+    for (const WindowsModel::EventRecord& record : records)
         m_transcript.Line(L"eventlog", L"%s: %s", record.source.c_str(),
                           Quoted(record.strings.empty() ? std::wstring() : record.strings.front()).c_str());
 
     const auto commands = Since(windows.Lock()->commands.commands, m_commands);
-    for (const simwindows::Command& command : commands)
-        m_transcript.Line(L"command", L"%s = %u", Quoted(control::FromUtf8(command.line)).c_str(),
-                          command.result);
+    for (const WindowsModel::Command& command : commands)
+        m_transcript.Line(L"command", L"%s = %u", Quoted(FromUtf8(command.line)).c_str(), command.result);
 }

@@ -5,7 +5,7 @@
 #include "Options.h"
 #include "Transcript.h"
 #include "base/CriticalSection.h"
-#include "windows/SimulatedWindows.h"
+#include "WindowsModel/SimulatedWindows.h"
 
 #include <optional>
 #include <string>
@@ -39,7 +39,7 @@ private:
     const Options& m_options;
     Transcript& m_transcript;
     HANDLE m_activity;
-    std::optional<simwindows::ImportHooks> m_hooks;
+    std::optional<WindowsModel::ImportHooks> m_hooks;
 
     CriticalSection m_newsLock; // keeps one thread's news whole
     size_t m_logons = 0, m_commands = 0, m_events = 0, m_debug = 0;

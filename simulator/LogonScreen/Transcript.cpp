@@ -1,8 +1,6 @@
 #include "Transcript.h"
 #include "Text.h"
 
-#include "control/Text.h"
-
 namespace {
 
 LONGLONG Counter()
@@ -47,10 +45,10 @@ void Transcript::Line(const wchar_t* kind, const wchar_t* format, ...)
 
 void Transcript::Write(const std::wstring& line)
 {
-    control::Print(STD_OUTPUT_HANDLE, line);
+    Print(STD_OUTPUT_HANDLE, line);
     if (!m_file)
         return;
-    const std::string bytes = control::ToUtf8(line);
+    const std::string bytes = ToUtf8(line);
     DWORD written = 0;
     WriteFile(m_file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
 }

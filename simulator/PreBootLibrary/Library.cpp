@@ -8,7 +8,7 @@ namespace {
 
 LONG Noted(const std::wstring& call, LONG status, const std::wstring& outcome = {})
 {
-    preboot::NoteCall(call + L" = " + std::to_wstring(status) + outcome);
+    PreBootLibrary::NoteCall(call + L" = " + std::to_wstring(status) + outcome);
     return status;
 }
 
@@ -23,12 +23,12 @@ extern "C" {
 
 long vcsWavPbaOpen(unsigned char use)
 {
-    return Noted(L"vcsWavPbaOpen(" + std::to_wstring(use) + L")", preboot::Load().openStatus);
+    return Noted(L"vcsWavPbaOpen(" + std::to_wstring(use) + L")", PreBootLibrary::Load().openStatus);
 }
 
 long vcsWavIsPbaEnabled(unsigned char* enabled)
 {
-    const preboot::Script script = preboot::Load();
+    const PreBootLibrary::Script script = PreBootLibrary::Load();
     if (script.enabledStatus != 0)
         return Noted(L"vcsWavIsPbaEnabled()", script.enabledStatus);
     *enabled = static_cast<unsigned char>(script.enabled);
@@ -37,11 +37,11 @@ long vcsWavIsPbaEnabled(unsigned char* enabled)
 
 long vcsWavPbaGetAuthUserCreds(unsigned char* buffer, long* size)
 {
-    const preboot::Script script = preboot::Load();
+    const PreBootLibrary::Script script = PreBootLibrary::Load();
     const std::wstring call = std::wstring(L"vcsWavPbaGetAuthUserCreds(") +
                               (buffer == nullptr ? L"null" : L"buffer") + L", " + std::to_wstring(*size) +
                               L")";
-    const LONG usual = script.record ? 0 : preboot::kNobodyAuthenticated;
+    const LONG usual = script.record ? 0 : PreBootLibrary::kNobodyAuthenticated;
     const LONG status = (buffer == nullptr ? script.sizeStatus : script.credsStatus).value_or(usual);
     if (status != 0)
         return Noted(call, status);
@@ -54,6 +54,6 @@ long vcsWavPbaGetAuthUserCreds(unsigned char* buffer, long* size)
 
 long vcsWavPbaClose()
 {
-    return Noted(L"vcsWavPbaClose()", preboot::Load().closeStatus);
+    return Noted(L"vcsWavPbaClose()", PreBootLibrary::Load().closeStatus);
 }
 }

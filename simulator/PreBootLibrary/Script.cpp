@@ -6,7 +6,7 @@
 #include <cstring>
 #include <cwchar>
 
-namespace preboot {
+namespace PreBootLibrary {
 
 namespace {
 
@@ -172,4 +172,4 @@ void NoteCall(const std::wstring& call)
                    reinterpret_cast<const BYTE*>(call.c_str()), DWORD((call.size() + 1) * sizeof(wchar_t)));
 }
 
-} // namespace preboot
+} // namespace PreBootLibrary

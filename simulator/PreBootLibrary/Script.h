@@ -36,7 +36,7 @@
 #include <string_view>
 #include <vector>
 
-namespace preboot {
+namespace PreBootLibrary {
 
 /// In HKEY_LOCAL_MACHINE.
 constexpr wchar_t kScriptKey[] = LR"(SOFTWARE\Fingerprint Simulator\PreBoot)";
@@ -68,4 +68,4 @@ bool Clear();
 std::vector<std::wstring> Calls();
 void NoteCall(const std::wstring& call);
 
-} // namespace preboot
+} // namespace PreBootLibrary

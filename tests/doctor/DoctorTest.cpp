@@ -6,9 +6,9 @@
 #include "Report.h"
 #include "Traces.h"
 #include "VexaFP.h"
-#include "control/ServiceControl.h"
-#include "control/ServiceProcess.h"
-#include "machine/Fitness.h"
+#include "ServiceClient/ServiceControl.h"
+#include "ServiceClient/ServiceProcess.h"
+#include "FitMachine/Fitness.h"
 #include "unit/base/Simulation.h"
 
 #include <algorithm>
@@ -55,7 +55,7 @@ void UnloadLibrary()
         FreeLibrary(library);
 }
 
-control::ServiceProcess g_service;
+ServiceClient::ServiceProcess g_service;
 
 /// A registered provider on a fit machine whose service answers, with failure notes switched on.
 struct Machine {
@@ -74,13 +74,13 @@ struct Machine {
         Clear();
         RemoveDirectoryW(L"c:\\FPLog");
         if (g_service.IsRunning())
-            control::TellOk(L"reset");
+            ServiceClient::TellOk(L"reset");
     }
 
     static void Clear()
     {
         UnloadLibrary();
-        machine::RemovePreBootLibrary();
+        FitMachine::RemovePreBootLibrary();
         // Also the sensor that a run of the logon leaves plugged in.
         RegDeleteTreeW(HKEY_LOCAL_MACHINE, LR"(System\CurrentControlSet\Enum\USB\VID_138A&PID_0010)");
         RegDeleteTreeW(HKEY_LOCAL_MACHINE, ClassKey);
@@ -88,32 +88,32 @@ struct Machine {
         RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, ProductKey, L"Enable");
         RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, PolicyKey, L"ExcludedCredentialProviders");
     }
-    static void SetMark() { SetEvent(machine::OpenPreBootMark().Get()); }
+    static void SetMark() { SetEvent(FitMachine::OpenPreBootMark().Get()); }
     static bool IsMarked()
     {
-        return WaitForSingleObject(machine::OpenPreBootMark().Get(), 0) == WAIT_OBJECT_0;
+        return WaitForSingleObject(FitMachine::OpenPreBootMark().Get(), 0) == WAIT_OBJECT_0;
     }
 
     Simulation simulation;
-    std::optional<machine::FitMachine> fit;
+    std::optional<FitMachine::Scope> fit;
 };
 
 void Lack(const wchar_t* function)
 {
-    REQUIRE(machine::InstallPreBootLibrary(function));
+    REQUIRE(FitMachine::InstallPreBootLibrary(function));
 }
 
 void AnswerFromService(const wchar_t* command)
 {
     REQUIRE((g_service.IsRunning() || g_service.Start()));
-    REQUIRE(control::TellOk(command));
+    REQUIRE(ServiceClient::TellOk(command));
 }
 
 void SwitchOffInLibrary()
 {
-    preboot::Script script;
+    PreBootLibrary::Script script;
     script.enabled = 0;
-    REQUIRE(preboot::Store(script));
+    REQUIRE(PreBootLibrary::Store(script));
 }
 
 struct Row {
@@ -129,14 +129,14 @@ constexpr auto Unchanged = [](Machine&) {};
 // clang-format off
 const Row Rows[] = {
     {"fit",                 Unchanged,                                              Status::Offered,        Status::Offered},
-    {"no sensor",           [](Machine&) { machine::PullOut(); },                   Status::NoSensor,       Status::NoSensor},
-    {"another product",     [](Machine&) { machine::PullOut(); machine::PlugIn(L"0011"); }, Status::NoSensor, Status::NoSensor},
+    {"no sensor",           [](Machine&) { FitMachine::PullOut(); },                   Status::NoSensor,       Status::NoSensor},
+    {"another product",     [](Machine&) { FitMachine::PullOut(); FitMachine::PlugIn(L"0011"); }, Status::NoSensor, Status::NoSensor},
     {"disabled",            [](Machine& m) { m.simulation->devices.problem = 22; }, Status::SensorDisabled, Status::SensorDisabled},
     {"another problem",     [](Machine& m) { m.simulation->devices.problem = 43; }, Status::Offered,        Status::Offered},
-    {"no library",          [](Machine&) { machine::RemovePreBootLibrary(); },      Status::LibraryMissing, Status::LibraryMissing},
-    {"switched off",        [](Machine&) { machine::SetSwitch(0); },                Status::SwitchedOff,    Status::SwitchedOff},
-    {"never switched on",   [](Machine&) { machine::SetSwitch({}); },               Status::SwitchedOff,    Status::SwitchedOff},
-    {"in the wrong view",   [](Machine&) { machine::SetSwitch({}); SetNumber(ProductKey, L"Enable", 1); }, Status::WrongView, Status::WrongView},
+    {"no library",          [](Machine&) { FitMachine::RemovePreBootLibrary(); },      Status::LibraryMissing, Status::LibraryMissing},
+    {"switched off",        [](Machine&) { FitMachine::SetSwitch(0); },                Status::SwitchedOff,    Status::SwitchedOff},
+    {"never switched on",   [](Machine&) { FitMachine::SetSwitch({}); },               Status::SwitchedOff,    Status::SwitchedOff},
+    {"in the wrong view",   [](Machine&) { FitMachine::SetSwitch({}); SetNumber(ProductKey, L"Enable", 1); }, Status::WrongView, Status::WrongView},
     {"no open",             [](Machine&) { Lack(L"open"); },                        Status::ExportMissing,  Status::ExportMissing},
     {"no enabled",          [](Machine&) { Lack(L"enabled"); },                     Status::ExportMissing,  Status::ExportMissing},
     {"no close",            [](Machine&) { Lack(L"close"); },                       Status::ExportMissing,  Status::ExportMissing},
@@ -175,7 +175,7 @@ void CheckUntouched(Machine& machine, Status expected)
     const bool marked = machine.IsMarked();
     machine.simulation->recorder.calls.clear();
     CHECK(Diagnose({}).status == expected);
-    const simwindows::State state = machine.simulation.windows.Snapshot();
+    const WindowsModel::State state = machine.simulation.windows.Snapshot();
     CHECK(TakeTraces() == before);
     CHECK(machine.IsMarked() == marked);
     CHECK(OpenEventA(SYNCHRONIZE, FALSE, STR_CREDENTIAL_SERVICE) == nullptr);
@@ -187,7 +187,7 @@ void CheckUntouched(Machine& machine, Status expected)
         CAPTURE(function);
         CHECK(state.recorder.Count(function) == 0);
     }
-    for (const simwindows::ServiceOpen& open : state.services.opens)
+    for (const WindowsModel::ServiceOpen& open : state.services.opens)
         CHECK(open.access == (open.service.empty() ? SC_MANAGER_CONNECT : SERVICE_QUERY_STATUS));
 }
 
@@ -242,7 +242,7 @@ TEST_CASE("a DLL is told by its bytes, however many there are")
 TEST_CASE("services are looked at once, and what the workers would meet is told")
 {
     AnswerFromService(L"pba 0");
-    REQUIRE(control::TellOk(L"nobody"));
+    REQUIRE(ServiceClient::TellOk(L"nobody"));
     Machine machine;
     machine.simulation->services.Script(L"vcsFPService", {{SERVICE_RUNNING, 0}});
     machine.simulation->services.Script(L"VexaFPService", {{SERVICE_START_PENDING, 60000}});
@@ -290,7 +290,7 @@ TEST_CASE("a service that hangs or is gone holds nobody up")
         ForService("NtResumeProcess");
         // The call that was left to itself ends with its binding.
         for (int wait = 0; wait < 500 && g_hFPBinding != nullptr; ++wait)
-            simwindows::RealSleep(10);
+            WindowsModel::RealSleep(10);
     }
     g_service.Kill();
     CompareWithGate(RowsWithoutService);

@@ -1,7 +1,7 @@
 // Fingers that log their user on, and those that don't.
 #include "ProviderLife.h"
 
-#include "windows/PackedLogon.h"
+#include "WindowsModel/PackedLogon.h"
 
 #include <doctest/doctest.h>
 
@@ -35,11 +35,11 @@ void CheckSerialization(ProviderLife& life, CREDENTIAL_PROVIDER_USAGE_SCENARIO s
     CHECK(response == CPGSR_RETURN_CREDENTIAL_FINISHED);
     const CLSID expectedClass = {
         0x0ce326a8, 0xc767, 0x433f, {0x82, 0xb9, 0x60, 0x1b, 0x2a, 0x27, 0x32, 0x1e}};
-    const auto logon = simwindows::DecodePackedLogon(serialization, scenario, expectedClass);
+    const auto logon = WindowsModel::DecodePackedLogon(serialization, scenario, expectedClass);
     CHECK(logon.violations.empty());
     CHECK(logon.domain == domain);
     CHECK(logon.user == user);
-    CHECK(simwindows::Logon(logon).status == 0);
+    CHECK(WindowsModel::Logon(logon).status == 0);
     CoTaskMemFree(serialization.rgbSerialization);
     CHECK(life.credential->ReportResult(0, 0, &statusText, &icon) == E_NOTIMPL);
 }

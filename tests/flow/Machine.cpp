@@ -50,7 +50,7 @@ LogLine Parse(const std::wstring& line)
 
 } // namespace
 
-control::ServiceProcess Machine::s_service;
+ServiceClient::ServiceProcess Machine::s_service;
 
 Machine::Machine()
 {
@@ -119,15 +119,15 @@ bool Machine::WaitForLog(const std::string& label, const std::wstring& message, 
 
 WorkerWaits Machine::Waits() const
 {
-    const std::vector<simwindows::Wait> all = windows.Snapshot().clock.waits;
+    const std::vector<WindowsModel::Wait> all = windows.Snapshot().clock.waits;
     // The watchdog is the thread that waits for another, 5000 ms at a time.
     DWORD watchdog = 0;
-    for (const simwindows::Wait& wait : all) {
+    for (const WindowsModel::Wait& wait : all) {
         if (wait.object != nullptr && wait.milliseconds == 5000 && wait.thread != GetCurrentThreadId())
             watchdog = wait.thread;
     }
     WorkerWaits waits;
-    for (const simwindows::Wait& wait : all) {
+    for (const WindowsModel::Wait& wait : all) {
         if (wait.object == nullptr && wait.thread != GetCurrentThreadId())
             (wait.thread == watchdog ? waits.watchdog : waits.identification).push_back(wait.milliseconds);
     }
@@ -137,15 +137,15 @@ WorkerWaits Machine::Waits() const
 void Machine::Tell(const std::wstring& command) const
 {
     INFO(Narrow(command));
-    REQUIRE(control::TellOk(command));
+    REQUIRE(ServiceClient::TellOk(command));
 }
 
 std::vector<std::wstring> Machine::Calls() const
 {
-    const auto report = control::Report();
+    const auto report = ServiceClient::Report();
     REQUIRE(report);
     std::vector<std::wstring> names;
-    for (const control::ReportedCall& call : *report)
+    for (const ServiceClient::ReportedCall& call : *report)
         names.push_back(call.name);
     return names;
 }

@@ -2,10 +2,10 @@
 // library, a clean log folder and settings.
 #pragma once
 
-#include "control/ServiceControl.h"
-#include "control/ServiceProcess.h"
-#include "machine/Fitness.h"
-#include "windows/SimulatedWindows.h"
+#include "ServiceClient/ServiceControl.h"
+#include "ServiceClient/ServiceProcess.h"
+#include "FitMachine/Fitness.h"
+#include "WindowsModel/SimulatedWindows.h"
 
 #include <string>
 #include <vector>
@@ -23,7 +23,7 @@ bool Await(Condition holds)
     for (DWORD waited = 0; waited < Patience; waited += pause) {
         if (holds())
             return true;
-        simwindows::RealSleep(pause);
+        WindowsModel::RealSleep(pause);
     }
     return holds();
 }
@@ -67,11 +67,11 @@ public:
     void StopService() { s_service.Kill(); }
     void StartService();
 
-    simwindows::SimulatedWindows& windows = simwindows::SimulatedWindows::Instance();
-    machine::FitMachine fitness;
+    WindowsModel::SimulatedWindows& windows = WindowsModel::SimulatedWindows::Instance();
+    FitMachine::Scope fitness;
 
 private:
     // One for all machines of the process: Wine's RPC runtime may keep to a service process that it once
     // missed, so a test that stops the service runs in a process of its own.
-    static control::ServiceProcess s_service;
+    static ServiceClient::ServiceProcess s_service;
 };

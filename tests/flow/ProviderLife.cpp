@@ -27,7 +27,7 @@ STDMETHODIMP EventsSink::CredentialsChanged(UINT_PTR context)
 bool EventsSink::WaitFor(long count)
 {
     while (changes < count) {
-        if (simwindows::RealWait(m_changed.Get(), Patience) != WAIT_OBJECT_0)
+        if (WindowsModel::RealWait(m_changed.Get(), Patience) != WAIT_OBJECT_0)
             return changes >= count;
     }
     return true;
@@ -37,8 +37,8 @@ ProviderLife::ProviderLife(Machine& machine) : m_machine(machine)
 {
     m_module = LoadLibraryW(ModuleName);
     REQUIRE(m_module != nullptr);
-    m_hooks = std::make_unique<simwindows::ImportHooks>(m_module);
-    REQUIRE(machine.windows.Hook(*m_hooks, simwindows::Group::All).failed.empty());
+    m_hooks = std::make_unique<WindowsModel::ImportHooks>(m_module);
+    REQUIRE(machine.windows.Hook(*m_hooks, WindowsModel::Group::All).failed.empty());
     m_promptsSeen = machine.windows.Snapshot().texts.prompts.size();
 
     const auto getClassObject = reinterpret_cast<LPFNGETCLASSOBJECT>(

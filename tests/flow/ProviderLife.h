@@ -57,7 +57,7 @@ public:
 private:
     Machine& m_machine;
     HMODULE m_module = nullptr;
-    std::unique_ptr<simwindows::ImportHooks> m_hooks;
+    std::unique_ptr<WindowsModel::ImportHooks> m_hooks;
     size_t m_promptsSeen = 0;
 };
 

@@ -90,7 +90,7 @@ TEST_CASE("suspend hides the window; resume shows it and replaces a watchdog tha
     machine.Tell(L"place SIMULATED-PC anna wrong");
     REQUIRE(life.SeePrompt(L"Please manually enter your account information to log in"));
     REQUIRE(machine.WaitForLog("DeamonThread", L"GetExitCodeThread 0"));
-    simwindows::RealSleep(100); // its last line is written just before the thread ends
+    WindowsModel::RealSleep(100); // its last line is written just before the thread ends
     SendMessageW(window, WM_POWERBROADCAST, PBT_APMRESUMESUSPEND, 0);
     CHECK(machine.WaitForLog("DeamonThread", L"start", 2));
     CHECK(life.SeePrompt(L"Please scan a finger"));

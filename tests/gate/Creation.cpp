@@ -17,7 +17,7 @@ Creation::Creation(Machine& machine)
       m_serviceEvent(CreateEventW(nullptr, FALSE, FALSE, ServiceEventName))
 {
     REQUIRE(m_module != nullptr);
-    REQUIRE(machine.windows.Hook(m_hooks, simwindows::Group::All).failed.empty());
+    REQUIRE(machine.windows.Hook(m_hooks, WindowsModel::Group::All).failed.empty());
     CreateDirectoryW(FailureNotes, nullptr);
 }
 
@@ -49,7 +49,7 @@ HRESULT Creation::Attempt()
 Texts Creation::Records() const
 {
     Texts records;
-    for (const simwindows::EventRecord& event : m_machine.windows.Snapshot().texts.events) {
+    for (const WindowsModel::EventRecord& event : m_machine.windows.Snapshot().texts.events) {
         CHECK(event.source == L"VexaFPService");
         const std::wstring& text = event.strings.at(0);
         if (text.find(L"SetupDi") == std::wstring::npos)
@@ -61,7 +61,7 @@ Texts Creation::Records() const
 std::vector<std::string> Creation::DebugTexts() const
 {
     std::vector<std::string> texts;
-    for (const simwindows::DebugText& debug : m_machine.windows.Snapshot().texts.debug) {
+    for (const WindowsModel::DebugText& debug : m_machine.windows.Snapshot().texts.debug) {
         if (!debug.text.starts_with("VEXA"))
             texts.push_back(debug.text);
     }

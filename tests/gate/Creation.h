@@ -35,6 +35,6 @@ public:
 private:
     Machine& m_machine;
     HMODULE m_module;
-    simwindows::ImportHooks m_hooks;
+    WindowsModel::ImportHooks m_hooks;
     KernelHandle m_serviceEvent;
 };

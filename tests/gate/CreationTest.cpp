@@ -52,7 +52,7 @@ void CheckAttempt(Machine& machine, const Expected& expected)
     CHECK(creation.Records() == expected.records);
     CHECK(creation.DebugTexts() == expected.debug);
     CHECK(machine.windows.Snapshot().clock.Sleeps() == expected.sleeps);
-    CHECK(preboot::Calls() == expected.library);
+    CHECK(PreBootLibrary::Calls() == expected.library);
     // A machine may have lost its service.
     const Texts calls = expected.serviceCalls < 0 ? Texts{} : machine.Calls();
     CHECK(std::count(calls.begin(), calls.end(), L"IsPbaEnable") ==
@@ -108,18 +108,18 @@ void Fail(Machine& machine, const char* function, unsigned skip, unsigned times)
     REQUIRE(machine.windows.FailNext(function, ERROR_NOT_FOUND, skip, times));
 }
 
-void Script(const std::function<void(preboot::Script&)>& change)
+void Script(const std::function<void(PreBootLibrary::Script&)>& change)
 {
-    preboot::Script script;
+    PreBootLibrary::Script script;
     change(script);
-    REQUIRE(preboot::Store(script));
+    REQUIRE(PreBootLibrary::Store(script));
 }
 
 /// A library that lacks a function is as good as none, and the next check meets it again.
 void CheckLacking(const std::wstring& function)
 {
     Machine machine;
-    REQUIRE(machine::InstallPreBootLibrary(function));
+    REQUIRE(FitMachine::InstallPreBootLibrary(function));
     const Texts record = Texts{L"LoadvcsWavePbaFun fail"} + Failed;
     CheckAttempt(
         machine,
@@ -136,24 +136,25 @@ TEST_CASE("the sensor: waited for, any of the two models, not disabled")
         Expected expected;
     };
     const Row rows[] = {
-        {"none", [](Machine&) { machine::PullOut(); }, NoDevice()},
+        {"none", [](Machine&) { FitMachine::PullOut(); }, NoDevice()},
         {"another product",
          [](Machine&) {
-             machine::PullOut();
-             machine::PlugIn(L"0050");
+             FitMachine::PullOut();
+             FitMachine::PlugIn(L"0050");
          },
          NoDevice()},
         {"too late", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 3); }, NoDevice()},
         {"second query", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 1); }, Accepted({2000})},
         {"third query", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 2); }, Accepted({2000, 2000})},
-        {"first model, both plugged in", [](Machine&) { machine::PlugIn(machine::kFirstModel); }, Accepted()},
+        {"first model, both plugged in", [](Machine&) { FitMachine::PlugIn(FitMachine::kFirstModel); },
+         Accepted()},
         {"disabled",
          [](Machine& m) { m.windows.Lock()->devices.problem = CM_PROB_DISABLED; },
          {E_NOTIMPL, {}, {}, {}, {}, {}, {}, 0, false}},
         {"another problem", [](Machine& m) { m.windows.Lock()->devices.problem = CM_PROB_FAILED_START; },
          Accepted()},
-        {"switched off", [](Machine&) { machine::SetSwitch(0); }, SwitchedOff()},
-        {"never switched on", [](Machine&) { machine::SetSwitch(std::nullopt); }, SwitchedOff()},
+        {"switched off", [](Machine&) { FitMachine::SetSwitch(0); }, SwitchedOff()},
+        {"never switched on", [](Machine&) { FitMachine::SetSwitch(std::nullopt); }, SwitchedOff()},
     };
     for (const Row& row : rows) {
         CAPTURE(row.what);
@@ -256,12 +257,12 @@ TEST_CASE("the pre-boot check: the library first, the service from then on")
 TEST_CASE("every attempt goes through the whole gate again")
 {
     Machine machine;
-    machine::PullOut();
+    FitMachine::PullOut();
     Creation creation(machine);
     CHECK(creation.Attempt() == E_OUTOFMEMORY);
     CHECK(creation.Attempt() == E_OUTOFMEMORY);
     CHECK(machine.windows.Snapshot().clock.Sleeps() == std::vector<DWORD>(6, 2000));
-    machine::PlugIn(machine::kFirstModel);
+    FitMachine::PlugIn(FitMachine::kFirstModel);
     CHECK(creation.Attempt() == S_OK);
 }
 
@@ -271,7 +272,7 @@ TEST_SUITE_BEGIN("alone");
 TEST_CASE("no library")
 {
     Machine machine;
-    REQUIRE(machine::RemovePreBootLibrary());
+    REQUIRE(FitMachine::RemovePreBootLibrary());
     CheckAttempt(machine, SwitchedOff());
 }
 
@@ -322,13 +323,13 @@ TEST_CASE("first check")
     {
         Creation creation(machine);
         CHECK(creation.Attempt() == S_OK);
-        CHECK(preboot::Calls() == LibraryAsked);
+        CHECK(PreBootLibrary::Calls() == LibraryAsked);
         CHECK(isMarked());
         creation.provider->Release();
         creation.provider = nullptr;
         // The library is still enabled, but it is the service's word now.
         CHECK(creation.Attempt() == E_OUTOFMEMORY);
-        CHECK(preboot::Calls() == LibraryAsked);
+        CHECK(PreBootLibrary::Calls() == LibraryAsked);
     }
     REQUIRE(Await([] { return GetModuleHandleW(L"VexaFPCredentialProvider.dll") == nullptr; }));
     CHECK(isMarked());

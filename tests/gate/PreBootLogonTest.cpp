@@ -2,7 +2,7 @@
 #include "flow/ProviderLife.h"
 
 #include "PreBootLibrary/Script.h"
-#include "windows/PackedLogon.h"
+#include "WindowsModel/PackedLogon.h"
 
 #include <doctest/doctest.h>
 
@@ -26,10 +26,10 @@ struct AutoAdminLogon {
     AutoAdminLogon& operator=(const AutoAdminLogon&) = delete;
 };
 
-preboot::Script Anna()
+PreBootLibrary::Script Anna()
 {
-    preboot::Script script;
-    script.record = preboot::MakeRecord(L"anna", L"secret", L"SIMULATED-PC");
+    PreBootLibrary::Script script;
+    script.record = PreBootLibrary::MakeRecord(L"anna", L"secret", L"SIMULATED-PC");
     return script;
 }
 
@@ -44,10 +44,10 @@ void CheckSerialization(ProviderLife& life)
     CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION serialization{};
     REQUIRE(life.credential->GetSerialization(&response, &serialization, nullptr, nullptr) == S_OK);
     const auto logon =
-        simwindows::DecodePackedLogon(serialization, CPUS_LOGON, serialization.clsidCredentialProvider);
+        WindowsModel::DecodePackedLogon(serialization, CPUS_LOGON, serialization.clsidCredentialProvider);
     CHECK(logon.violations.empty());
     CHECK(logon.user == L"anna");
-    CHECK(simwindows::Logon(logon).status == 0);
+    CHECK(WindowsModel::Logon(logon).status == 0);
     CoTaskMemFree(serialization.rgbSerialization);
 }
 
@@ -88,7 +88,7 @@ TEST_CASE("the user from before boot is logged on, unless Windows logs somebody 
          }) {
         CAPTURE(row.what);
         Machine machine;
-        REQUIRE(preboot::Store(Anna()));
+        REQUIRE(PreBootLibrary::Store(Anna()));
         const KernelHandle event(row.event ? CreateEventW(nullptr, TRUE, FALSE, AutoLogonEvent) : nullptr);
         std::optional<AutoAdminLogon> registry;
         if (row.registry)
@@ -109,7 +109,7 @@ TEST_CASE("the user from before boot is logged on, unless Windows logs somebody 
         }
         CHECK(Holds(machine.Calls(), L"ListEnroll") != row.taken);
         CHECK(machine.LogOf("GetAuthUserCreds") == Texts{L"Start", L"vcsWavPbaGetAuthUserCreds 0", L"End"});
-        CHECK(preboot::Calls() ==
+        CHECK(PreBootLibrary::Calls() ==
               Texts{L"vcsWavPbaOpen(2) = 0", L"vcsWavIsPbaEnabled() = 0, 1", L"vcsWavPbaClose() = 0",
                     L"vcsWavPbaOpen(2) = 0", L"vcsWavPbaGetAuthUserCreds(null, 0) = 0, size 386",
                     L"vcsWavPbaGetAuthUserCreds(buffer, 386) = 0, size 386", L"vcsWavPbaClose() = 0"});
@@ -121,7 +121,7 @@ TEST_CASE("the user from before boot is logged on, unless Windows logs somebody 
 TEST_CASE("a library that fails is logged, and the finger goes on")
 {
     Machine machine;
-    preboot::Script script = Anna();
+    PreBootLibrary::Script script = Anna();
     Texts log = {L"Start", L"End"};
     std::wstring status = L"2A";
     SUBCASE("at the record")
@@ -140,12 +140,12 @@ TEST_CASE("a library that fails is logged, and the finger goes on")
         log = {L"Start", L"vcsWavPbaOpen Fail", L"vcsWavPbaGetAuthUserCreds Size Fail", L"End"};
         status = L"C06D007E";
     }
-    REQUIRE(preboot::Store(script));
+    REQUIRE(PreBootLibrary::Store(script));
     ProviderLife life(machine);
     CheckFingerRoad(machine, life, status);
     CHECK(machine.LogOf("GetAuthUserCreds") == log);
     if (status == L"2A")
-        CHECK(preboot::Calls().back().starts_with(L"vcsWavPbaClose()"));
+        CHECK(PreBootLibrary::Calls().back().starts_with(L"vcsWavPbaClose()"));
 }
 
 TEST_CASE("a library may report any size")
@@ -172,11 +172,11 @@ TEST_CASE("a library may report any size")
         CAPTURE(row.first);
         CAPTURE(row.second);
         Machine machine;
-        preboot::Script script = Anna();
+        PreBootLibrary::Script script = Anna();
         script.record->resize(std::max<size_t>(386, size_t(std::max(row.first, 0L))), 0x55);
         script.size = row.first;
         script.filledSize = row.second;
-        REQUIRE(preboot::Store(script));
+        REQUIRE(PreBootLibrary::Store(script));
         ProviderLife life(machine);
         life.Start();
         if (row.fields == 0) {
@@ -190,22 +190,22 @@ TEST_CASE("a library may report any size")
             CHECK(logons[0].user == L"anna");
             CHECK(logons[0].password == (row.fields == 3 ? L"secret" : L""));
         }
-        CHECK(Holds(preboot::Calls(), L"vcsWavPbaGetAuthUserCreds(buffer, " + row.asked + L") = 0, size " +
-                                          std::to_wstring(row.second)));
+        CHECK(Holds(PreBootLibrary::Calls(), L"vcsWavPbaGetAuthUserCreds(buffer, " + row.asked +
+                                                 L") = 0, size " + std::to_wstring(row.second)));
     }
 }
 
 TEST_CASE("a size that cannot be allocated is a failure")
 {
     Machine machine;
-    preboot::Script script = Anna();
+    PreBootLibrary::Script script = Anna();
     script.size = 0x7FFFFFFF;
-    REQUIRE(preboot::Store(script));
+    REQUIRE(PreBootLibrary::Store(script));
     ProviderLife life(machine);
-    simwindows::ImportHooks memory(GetModuleHandleW(L"VexaFPCredentialProvider.dll"));
-    REQUIRE(memory.Replace("calloc", NoHugeBlocks, &g_calloc) == simwindows::ImportHooks::Result::Replaced);
+    WindowsModel::ImportHooks memory(GetModuleHandleW(L"VexaFPCredentialProvider.dll"));
+    REQUIRE(memory.Replace("calloc", NoHugeBlocks, &g_calloc) == WindowsModel::ImportHooks::Result::Replaced);
     CheckFingerRoad(machine, life, L"8");
-    CHECK(preboot::Calls().back() == L"vcsWavPbaClose() = 0");
+    CHECK(PreBootLibrary::Calls().back() == L"vcsWavPbaClose() = 0");
     memory.Restore();
 }
 
@@ -214,10 +214,10 @@ TEST_SUITE_BEGIN("alone");
 TEST_CASE("without creds")
 {
     Machine machine;
-    REQUIRE(machine::InstallPreBootLibrary(L"creds"));
+    REQUIRE(FitMachine::InstallPreBootLibrary(L"creds"));
     ProviderLife life(machine);
     CheckFingerRoad(machine, life, L"C06D007F");
-    CHECK(preboot::Calls().back() == L"vcsWavPbaClose() = 0");
+    CHECK(PreBootLibrary::Calls().back() == L"vcsWavPbaClose() = 0");
 }
 
 TEST_SUITE_END();

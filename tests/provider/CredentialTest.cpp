@@ -1,6 +1,6 @@
 #include "LoadedProvider.h"
 
-#include "windows/PackedLogon.h"
+#include "WindowsModel/PackedLogon.h"
 
 #include <objbase.h>
 
@@ -120,7 +120,7 @@ TEST_CASE("the logon that the tile hands out, and when the window is hidden")
     REQUIRE(tile.credential->GetSerialization(&response, &logon, nullptr, nullptr) == S_OK);
     CHECK(response == CPGSR_RETURN_CREDENTIAL_FINISHED);
     CHECK(logon.cbSerialization == 64);
-    const auto packed = simwindows::DecodePackedLogon(logon, CPUS_UNLOCK_WORKSTATION, ProviderClass);
+    const auto packed = WindowsModel::DecodePackedLogon(logon, CPUS_UNLOCK_WORKSTATION, ProviderClass);
     CHECK(packed.violations == std::vector<std::string>{});
     CoTaskMemFree(logon.rgbSerialization);
 

@@ -36,10 +36,10 @@ LoadedProvider::LoadedProvider() : hooks(LoadLibraryW(FileName))
     REQUIRE(fitness.IsFit());
     windows.Reset();
     windows.Lock()->clock.SetScale(0.01);
-    const simwindows::HookReport report = windows.Hook(hooks, simwindows::Group::All);
+    const WindowsModel::HookReport report = windows.Hook(hooks, WindowsModel::Group::All);
     REQUIRE(report.failed.empty());
     REQUIRE(report.Replaced("WinExec"));
-    REQUIRE(hooks.Replace("malloc", FailingMalloc, &g_malloc) == simwindows::ImportHooks::Result::Replaced);
+    REQUIRE(hooks.Replace("malloc", FailingMalloc, &g_malloc) == WindowsModel::ImportHooks::Result::Replaced);
 }
 
 LoadedProvider::~LoadedProvider()
@@ -54,7 +54,7 @@ LoadedProvider::~LoadedProvider()
     hooks.Forget();
     CHECK(PromptWindow() == nullptr);
     CHECK(OpenEventA(SYNCHRONIZE, FALSE, ServiceEventName) == nullptr);
-    const simwindows::State state = windows.Snapshot();
+    const WindowsModel::State state = windows.Snapshot();
     CHECK(state.failures.pending.empty());
     CHECK(state.services.openHandles.empty());
     CHECK(state.session.buffers.empty());
@@ -100,7 +100,7 @@ DebugTexts LoadedProvider::TakeDebugTexts() const
 {
     DebugTexts texts;
     const auto state = windows.Lock();
-    for (const simwindows::DebugText& debug : std::exchange(state->texts.debug, {}))
+    for (const WindowsModel::DebugText& debug : std::exchange(state->texts.debug, {}))
         texts.push_back(debug.text);
     return texts;
 }

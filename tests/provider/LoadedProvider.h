@@ -1,8 +1,8 @@
 // The DLL that ships, loaded from beside the test program into a simulated Windows.
 #pragma once
 
-#include "machine/Fitness.h"
-#include "windows/SimulatedWindows.h"
+#include "FitMachine/Fitness.h"
+#include "WindowsModel/SimulatedWindows.h"
 
 #include <credentialprovider.h>
 
@@ -38,7 +38,7 @@ public:
     /// What the provider must offer after a scenario was set.
     static Owned<ICredentialProviderCredential> CredentialOf(ICredentialProvider& provider);
 
-    simwindows::SimulatedWindows::Locked operator->() const { return windows.Lock(); }
+    WindowsModel::SimulatedWindows::Locked operator->() const { return windows.Lock(); }
     void FailNext(const char* function, DWORD code, unsigned times = 1) const
     {
         REQUIRE(windows.FailNext(function, code, 0, times));
@@ -49,9 +49,9 @@ public:
     bool WaitForSensorFailed() const { return !!windows.WaitForPrompt(L"Fingerprint sensor failed.", 20000); }
     DebugTexts TakeDebugTexts() const;
 
-    simwindows::SimulatedWindows& windows = simwindows::SimulatedWindows::Instance();
-    simwindows::ImportHooks hooks;
-    machine::FitMachine fitness;
+    WindowsModel::SimulatedWindows& windows = WindowsModel::SimulatedWindows::Instance();
+    WindowsModel::ImportHooks hooks;
+    FitMachine::Scope fitness;
 };
 
 inline HWND PromptWindow()

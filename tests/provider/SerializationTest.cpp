@@ -16,8 +16,8 @@
 
 namespace {
 
-using simwindows::Protect;
-using simwindows::ProtectAnswer;
+using WindowsModel::Protect;
+using WindowsModel::ProtectAnswer;
 using Bytes = std::vector<BYTE>;
 
 constexpr HRESULT Overflow = HRESULT(0x80070216);
@@ -32,7 +32,7 @@ class TaskMemory {
 public:
     TaskMemory()
     {
-        using enum simwindows::ImportHooks::Result;
+        using enum WindowsModel::ImportHooks::Result;
         REQUIRE(m_hooks.Replace("CoTaskMemAlloc", Allocate) == Replaced);
         REQUIRE(m_hooks.Replace("CoTaskMemFree", Free) == Replaced);
         REQUIRE(m_hooks.Replace("SHStrDupW", Duplicate) == Replaced);
@@ -65,7 +65,7 @@ private:
 
     static inline std::set<void*> s_blocks;
     static inline int s_left = -1;
-    simwindows::ImportHooks m_hooks{GetModuleHandleW(nullptr)};
+    WindowsModel::ImportHooks m_hooks{GetModuleHandleW(nullptr)};
 };
 
 void Append(Bytes& bytes, ULONGLONG value, int size)
@@ -129,9 +129,9 @@ TEST_CASE("the packed logon, byte by byte")
         CHECK(Bytes(block, block + size) == Packed(row.messageType, row.packed));
         CHECK(memory.Blocks() == 1);
         CoTaskMemFree(block);
-        const simwindows::State state = simulation.windows.Snapshot();
+        const WindowsModel::State state = simulation.windows.Snapshot();
         CHECK(state.credentials.protects.size() == row.protects);
-        for (const simwindows::ProtectCall& call : state.credentials.protects) {
+        for (const WindowsModel::ProtectCall& call : state.credentials.protects) {
             CHECK_FALSE(call.asSelf);
             CHECK(call.characters == 2);
         }
@@ -293,12 +293,12 @@ TEST_CASE("what GetSerialization hands out when a step fails, and what it gives 
                               : row.packed ? std::vector{label + L"RetrieveNegotiateAuthPackage Fail"}
                                            : std::vector<std::wstring>{}));
 
-        const simwindows::LsaState lsa = simulation.windows.Snapshot().lsa;
+        const WindowsModel::LsaState lsa = simulation.windows.Snapshot().lsa;
         CHECK(logon.ulAuthenticationPackage == (succeeded ? ULONG(lsa.PackageNumber("Negotiate")) : 77));
         CHECK(lsa.openConnections.empty());
         CHECK(lsa.wrongCloses == 0);
         CHECK(lsa.lookups.size() == row.lookups);
-        for (const simwindows::PackageLookup& lookup : lsa.lookups) {
+        for (const WindowsModel::PackageLookup& lookup : lsa.lookups) {
             CHECK(lookup.name == "Negotiate");
             CHECK(lookup.length == 9);
             CHECK(lookup.maximumLength == 10);

@@ -1,12 +1,12 @@
 #include "Service.h"
-#include "windows/ImportHooks.h"
+#include "WindowsModel/ImportHooks.h"
 
 #include <functional>
 #include <vector>
 
 namespace {
 
-using simwindows::ImportHooks;
+using WindowsModel::ImportHooks;
 
 struct Observed {
     int stringsFreed = 0;
@@ -108,10 +108,10 @@ TEST_CASE("the probes tell whether the service answers, and the sensor's state")
 {
     const BoundService service;
     UnbindFPService();
-    REQUIRE(control::TellOk(L"result Probe -5")); // whatever it answers, it is there
+    REQUIRE(ServiceClient::TellOk(L"result Probe -5")); // whatever it answers, it is there
     CHECK(ConnectFPService() == 1);
     for (const long state : {1L, 0L, 2L, -5L}) {
-        REQUIRE(control::TellOk(L"pba " + std::to_wstring(state)));
+        REQUIRE(ServiceClient::TellOk(L"pba " + std::to_wstring(state)));
         CHECK(CheckDeviceIsEnable() == state);
     }
     ServiceProcess().Kill();
@@ -129,11 +129,11 @@ TEST_CASE("waiting for service and sensor, each up to its last attempt")
     CHECK(Wait() == 0);
     CHECK(g_observed.sleeps.empty());
 
-    const auto enable = [] { return control::TellOk(L"pba 1"); };
-    REQUIRE(control::TellOk(L"pba 0"));
+    const auto enable = [] { return ServiceClient::TellOk(L"pba 1"); };
+    REQUIRE(ServiceClient::TellOk(L"pba 0"));
     CHECK(Wait(At(5, enable)) == -1);
     CHECK(g_observed.sleeps == Times(5, 200));
-    REQUIRE(control::TellOk(L"pba 0"));
+    REQUIRE(ServiceClient::TellOk(L"pba 0"));
     CHECK(Wait(At(4, enable)) == 0);
     CHECK(g_observed.sleeps == Times(4, 200));
 

@@ -1,5 +1,5 @@
 #include "Service.h"
-#include "windows/ImportHooks.h"
+#include "WindowsModel/ImportHooks.h"
 
 #include <cstring>
 #include <vector>
@@ -122,8 +122,8 @@ TEST_CASE("what the stubs tell the RPC runtime")
     CHECK(client.DispatchTable->DispatchTableCount == 1);
 
     BindFPService();
-    simwindows::ImportHooks hooks(GetModuleHandleW(nullptr));
-    REQUIRE(hooks.Replace("NdrClientCall2", SeeCall) == simwindows::ImportHooks::Result::Replaced);
+    WindowsModel::ImportHooks hooks(GetModuleHandleW(nullptr));
+    REQUIRE(hooks.Replace("NdrClientCall2", SeeCall) == WindowsModel::ImportHooks::Result::Replaced);
     CheckOrder(Stub_Probe, Stub_Opnum1, Stub_ListEnroll, Stub_EnrollCapture, Stub_EnrollCommit,
                Stub_EnrollBegin, Stub_EnrollCount, Stub_ListUserFinger, Stub_IdentifyEnroll,
                Stub_IdleIdentifyEnroll, Stub_ModifyUserData, Stub_DeleteFinger, Stub_SetFAP,

@@ -1,6 +1,6 @@
 #include "Service.h"
 #include "base/Handle.h"
-#include "windows/ImportHooks.h"
+#include "WindowsModel/ImportHooks.h"
 
 namespace {
 
@@ -62,9 +62,9 @@ void CheckRaised(const Raised& raised, DWORD code, const char* name)
 
 void CheckEveryFunction(DWORD code)
 {
-    simwindows::ImportHooks hooks(GetModuleHandleW(nullptr));
+    WindowsModel::ImportHooks hooks(GetModuleHandleW(nullptr));
     REQUIRE(hooks.Replace("RaiseException", NoteFlags, &g_raise) ==
-            simwindows::ImportHooks::Result::Replaced);
+            WindowsModel::ImportHooks::Result::Replaced);
     for (const Row& row : Rows) {
         CAPTURE(row.name);
         g_flagsGiven = 0;
@@ -85,7 +85,7 @@ struct Identification {
 
     Identification() : thread(CreateThread(nullptr, 0, Run, this, 0, nullptr))
     {
-        REQUIRE(control::TellOk(L"wait IdentifyEnroll"));
+        REQUIRE(ServiceClient::TellOk(L"wait IdentifyEnroll"));
     }
     ~Identification() { WaitForSingleObject(thread.Get(), INFINITE); }
     bool Ended(DWORD milliseconds) const
@@ -143,7 +143,7 @@ TEST_CASE("a service that dies in mid-call raises; its successor is reached afte
     const BoundService service;
     {
         const Identification identification;
-        REQUIRE(control::TellOk(L"die"));
+        REQUIRE(ServiceClient::TellOk(L"die"));
         REQUIRE(identification.Ended(10000));
         CheckRaised(identification.raised, RPC_S_CALL_FAILED, "RPCAPI::IdentifyEnroll");
     }

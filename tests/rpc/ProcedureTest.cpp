@@ -1,6 +1,6 @@
 #include "Service.h"
-#include "control/Rendering.h"
-#include "control/Text.h"
+#include "ServiceClient/Rendering.h"
+#include "Text.h"
 
 #include <algorithm>
 #include <array>
@@ -10,8 +10,8 @@
 
 namespace {
 
-using control::BytesText;
-using control::QuotedText;
+using ServiceClient::BytesText;
+using ServiceClient::QuotedText;
 using Record = std::array<byte, 386>;
 using Bytes = std::vector<byte>;
 
@@ -23,7 +23,7 @@ constexpr long ResultOf(int opnum)
 
 std::string Line(int opnum, const std::wstring& arguments, const std::wstring& result)
 {
-    return control::ToUtf8(std::to_wstring(opnum) + L"(" + arguments + L") = " + result);
+    return ToUtf8(std::to_wstring(opnum) + L"(" + arguments + L") = " + result);
 }
 
 /// Calls, and what the service has to report of them.
@@ -34,7 +34,8 @@ struct Conversation : BoundService {
     {
         for (int opnum = 0; opnum < 32;
              ++opnum) // refused for those whose result is scripted otherwise or missing
-            control::Tell(L"result " + std::to_wstring(opnum) + L" " + std::to_wstring(ResultOf(opnum)));
+            ServiceClient::Tell(L"result " + std::to_wstring(opnum) + L" " +
+                                std::to_wstring(ResultOf(opnum)));
     }
     void Answered(int opnum, const std::wstring& arguments, long result, long wanted)
     {
@@ -179,7 +180,7 @@ void TalkOfRecords(Conversation& service)
     };
     Record record = NoiseRecord(2);
     for (const auto& [script, result, expected] : identifications) {
-        REQUIRE(control::TellOk(script));
+        REQUIRE(ServiceClient::TellOk(script));
         service.Answered(8, L"", RPCAPI::IdentifyEnroll(record.data()), result);
         CHECK(record == expected);
     }
@@ -226,7 +227,7 @@ void TalkOfBackup(Conversation& service, const Bytes& backup)
 
 void TalkOfBuffers(Conversation& service)
 {
-    REQUIRE(control::TellOk(L"enrol D2 second p2"));
+    REQUIRE(ServiceClient::TellOk(L"enrol D2 second p2"));
     const std::array enrolled{MakeRecord(L"enrolled-user", L"enrolled-password", L"DOMAIN"),
                               MakeRecord(L"second", L"p2", L"D2")};
     for (const long room : {0, 1, 2, 40}) { // 40 records are several fragments on the wire
@@ -269,12 +270,12 @@ TEST_CASE_FIXTURE(Conversation,
     TalkOfRecords(*this);
     TalkOfBuffers(*this);
 
-    const auto calls = control::Report();
+    const auto calls = ServiceClient::Report();
     REQUIRE(calls);
     REQUIRE(calls->size() == expected.size());
     std::set<int> opnums;
     for (size_t i = 0; i < expected.size(); ++i) {
-        const control::ReportedCall& call = (*calls)[i];
+        const ServiceClient::ReportedCall& call = (*calls)[i];
         CHECK(Line(call.opnum, call.arguments, call.result) == expected[i]);
         opnums.insert(call.opnum);
     }

@@ -1,8 +1,8 @@
 #include "Service.h"
 
-control::ServiceProcess& ServiceProcess()
+ServiceClient::ServiceProcess& ServiceProcess()
 {
-    static control::ServiceProcess process;
+    static ServiceClient::ServiceProcess process;
     return process;
 }
 
@@ -11,6 +11,6 @@ BoundService::BoundService()
     if (!ServiceProcess().IsRunning())
         REQUIRE(ServiceProcess().Start());
     REQUIRE(ConnectFPService() == 1);
-    REQUIRE(control::TellOk(L"reset"));
-    REQUIRE(control::TellOk(L"clear"));
+    REQUIRE(ServiceClient::TellOk(L"reset"));
+    REQUIRE(ServiceClient::TellOk(L"clear"));
 }

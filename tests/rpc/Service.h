@@ -5,12 +5,12 @@
 #include "FPStub.h"
 #include "Filter.h"
 #include "RPCAPI.h"
-#include "control/ServiceControl.h"
-#include "control/ServiceProcess.h"
+#include "ServiceClient/ServiceControl.h"
+#include "ServiceClient/ServiceProcess.h"
 
 #include <doctest/doctest.h>
 
-control::ServiceProcess& ServiceProcess();
+ServiceClient::ServiceProcess& ServiceProcess();
 
 /// A service with its defaults that has received no call, and a binding to it.
 struct BoundService {

@@ -12,7 +12,7 @@
 
 namespace {
 
-using simwindows::ImportHooks;
+using WindowsModel::ImportHooks;
 
 struct Logon {
     std::optional<std::wstring> domain;
@@ -186,7 +186,7 @@ TEST_CASE("automatic logon is Winlogon's, or a wake-up that asks for no password
         simulation->power.SetConsoleLock(row.onMains, row.onBattery);
         SetAutoAdminLogon(row.value, row.type);
         CHECK(CheckSystemAutoLogon() == row.result);
-        const simwindows::PowerState power = simulation.windows.Snapshot().power;
+        const WindowsModel::PowerState power = simulation.windows.Snapshot().power;
         REQUIRE(power.reads.size() == 1);
         CHECK(power.reads[0].onMains == row.readOnMains);
         CHECK(power.reads[0].scheme == power.activeScheme);

@@ -11,8 +11,8 @@
 
 namespace {
 
-using simwindows::ImportHooks;
 using std::wstring;
+using WindowsModel::ImportHooks;
 
 constexpr wchar_t UsbKey[] = LR"(System\CurrentControlSet\Enum\USB)";
 constexpr wchar_t FailureNotes[] = LR"(c:\FPLog)";
@@ -63,7 +63,7 @@ struct Devices {
     {
         const auto locked = simulation.windows.Lock();
         std::vector<wstring> notes;
-        for (const simwindows::EventRecord& event : locked->texts.events)
+        for (const WindowsModel::EventRecord& event : locked->texts.events)
             notes.push_back(event.strings.at(0));
         locked->texts.events.clear();
         return notes;

@@ -19,9 +19,9 @@ TEST_CASE("failure notes reach the event log when their folder exists")
     ReportFPEvent(L"%s", letters.c_str());
     RemoveDirectoryW(Switch);
 
-    const simwindows::TextsState texts = simulation.windows.Snapshot().texts;
+    const WindowsModel::TextsState texts = simulation.windows.Snapshot().texts;
     REQUIRE(texts.events.size() == 2);
-    const simwindows::EventRecord& record = texts.events[0];
+    const WindowsModel::EventRecord& record = texts.events[0];
     CHECK(record.source == L"VexaFPService");
     CHECK(record.type == EVENTLOG_INFORMATION_TYPE);
     CHECK((record.category == 0 && record.id == 0 && !record.hasUserSid && record.dataBytes == 0));

@@ -79,7 +79,7 @@ TEST_CASE("the user section bears the name of the session's account")
         CHECK(IniWriteString(L"Key", std::wstring(300, L'x'), row.section));
         CHECK(IniReadString(L"Key") == std::wstring(255, L'x'));
 
-        const simwindows::State state = simulation.windows.Snapshot();
+        const WindowsModel::State state = simulation.windows.Snapshot();
         CHECK(state.session.queries.front() == WTSUserName);
         CHECK(state.session.buffers.size() + state.session.wrongFrees == 0);
         CHECK(state.accounts.netBuffers.size() + state.accounts.wrongNetFrees == 0);

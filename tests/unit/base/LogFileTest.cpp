@@ -1,7 +1,7 @@
 #include "LogFixture.h"
 
 #include "Handle.h"
-#include "windows/ImportHooks.h"
+#include "WindowsModel/ImportHooks.h"
 
 #include <algorithm>
 #include <ctime>
@@ -158,8 +158,8 @@ DWORD WINAPI WriteLines(void* letter)
 
 TEST_CASE("lines of several threads never interleave")
 {
-    simwindows::ImportHooks hooks(GetModuleHandleW(nullptr));
-    REQUIRE(hooks.Replace("fwrite", SlowWrite, &g_write) == simwindows::ImportHooks::Result::Replaced);
+    WindowsModel::ImportHooks hooks(GetModuleHandleW(nullptr));
+    REQUIRE(hooks.Replace("fwrite", SlowWrite, &g_write) == WindowsModel::ImportHooks::Result::Replaced);
     const CapturedLog log;
     const std::wstring letters = L"ABCD";
     std::vector<KernelHandle> threads;

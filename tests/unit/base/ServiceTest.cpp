@@ -4,7 +4,7 @@
 
 namespace {
 
-using simwindows::ServiceStep;
+using WindowsModel::ServiceStep;
 
 TEST_CASE("a service is asked until it runs or is stopped")
 {
@@ -35,7 +35,7 @@ TEST_CASE("a service is asked until it runs or is stopped")
         simulation->services.Script(L"VexaFPService", row.steps);
         CHECK(IsServiceRunning(L"VexaFPService") == row.result);
 
-        const simwindows::State state = simulation.windows.Snapshot();
+        const WindowsModel::State state = simulation.windows.Snapshot();
         CHECK(state.clock.Sleeps() == row.sleeps);
         REQUIRE(state.services.opens.size() == 2);
         CHECK(state.services.opens[0].access == GENERIC_READ);

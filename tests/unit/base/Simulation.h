@@ -1,11 +1,11 @@
 // The simulated Windows around the test program itself.
 #pragma once
 
-#include "windows/SimulatedWindows.h"
+#include "WindowsModel/SimulatedWindows.h"
 
 #include <doctest/doctest.h>
 
-using simwindows::Group;
+using WindowsModel::Group;
 
 /// A new machine whose functions of `groups` stand in for Windows' own until the object goes.
 class Simulation {
@@ -16,12 +16,12 @@ public:
         REQUIRE(windows.Hook(hooks, groups).failed.empty());
     }
 
-    simwindows::SimulatedWindows::Locked operator->() { return windows.Lock(); }
+    WindowsModel::SimulatedWindows::Locked operator->() { return windows.Lock(); }
     void FailNext(const char* function, DWORD code, unsigned times = 1)
     {
         REQUIRE(windows.FailNext(function, code, 0, times));
     }
 
-    simwindows::SimulatedWindows& windows = simwindows::SimulatedWindows::Instance();
-    simwindows::ImportHooks hooks;
+    WindowsModel::SimulatedWindows& windows = WindowsModel::SimulatedWindows::Instance();
+    WindowsModel::ImportHooks hooks;
 };

@@ -1,0 +1,43 @@
+// Scripts the simulated fingerprint service from another program. The commands are those of the service's
+// own `help`.
+#pragma once
+
+#include <windows.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ServiceClient {
+
+constexpr DWORD kPatience = 3000;
+
+/// Sends one command line and gives the whole reply. A service that is just starting is waited for, as long
+/// as `patience` milliseconds; nothing when none answers, or when it ends before it has answered.
+std::optional<std::wstring> Tell(std::wstring_view command, DWORD patience = kPatience);
+
+/// The reply says that the command was carried out: its first word is "ok".
+bool IsOk(std::wstring_view reply);
+
+/// Tell, reduced to whether the command was carried out.
+bool TellOk(std::wstring_view command, DWORD patience = kPatience);
+
+/// One call that the service received.
+struct ReportedCall {
+    long long arrived;  ///< as of Now()
+    long long answered; ///< 0 while the call is being served
+    int opnum;
+    std::wstring name;
+    std::wstring arguments; ///< rendered, see Rendering.h
+    std::wstring result;    ///< a number, "void" or "pending"
+    std::wstring note;      ///< what an identification gave, else empty
+};
+
+/// The calls since the last `clear`, in order of arrival; nothing when no service answers.
+std::optional<std::vector<ReportedCall>> Report(DWORD patience = kPatience);
+
+/// The performance counter in units of 100 ns: the time of the service's report, common to all processes.
+long long Now();
+
+} // namespace ServiceClient

@@ -1,0 +1,76 @@
+// Accounts, passwords and the computer's name: what LogonUserExW, GetComputerNameW and the network user API
+// answer from.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+namespace WindowsModel {
+
+/// What stands in the way of an account although its password is right.
+enum class AccountState {
+    Ok,
+    Restricted,         ///< 1327, for example an empty password
+    LogonHours,         ///< 1328
+    Workstation,        ///< 1329
+    PasswordExpired,    ///< 1330
+    Disabled,           ///< 1331
+    PasswordMustChange, ///< 1907
+    LockedOut,          ///< 1909; told without a look at the password
+};
+
+struct Account {
+    /// The computer's name for a local account.
+    std::wstring domain;
+    std::wstring user;
+    std::wstring password;
+    AccountState state = AccountState::Ok;
+    /// A name that leads to the same account, the way a Microsoft account's mail address does.
+    std::wstring alias = {};
+};
+
+/// One LogonUserExW as it was made. A null string is recorded as an empty one with its flag unset.
+struct LogonCall {
+    std::wstring user, domain, password;
+    bool hasUser, hasDomain, hasPassword;
+    DWORD type, provider;
+    /// Whether any of the five results was asked for.
+    bool wantsToken, wantsSid, wantsProfile, wantsProfileLength, wantsQuotas;
+    BOOL result;
+    /// ERROR_SUCCESS for a logon that was granted.
+    DWORD error;
+    DWORD thread;
+};
+
+struct AccountsState {
+    /// Longer than MAX_COMPUTERNAME_LENGTH makes the usual 16 characters too few: ERROR_BUFFER_OVERFLOW.
+    std::wstring computerName = L"SIMULATED-PC";
+    std::vector<Account> accounts;
+    std::vector<LogonCall> logons;
+    /// Blocks of the network user API that were handed out and not freed yet.
+    std::vector<void*> netBuffers;
+    /// Calls of NetApiBufferFree with a pointer that was not handed out.
+    size_t wrongNetFrees = 0;
+    /// Names that NetUserEnum hands out at once; 0 means all of them.
+    size_t netPageSize = 0;
+
+    /// Names are compared without regard to case. A domain of "." means the computer's own accounts;
+    /// an empty one looks there first and elsewhere then, and "user@domain" is understood with it.
+    const Account* Find(const std::wstring& domain, const std::wstring& user) const;
+    bool IsLocal(const Account& account) const;
+    /// A local account by its name or its alias.
+    const Account* FindLocal(const std::wstring& user) const;
+};
+
+/// What an attempt to log on comes to, in the languages of both Win32 and the LSA.
+struct LogonVerdict {
+    DWORD error;
+    LONG status;
+    LONG substatus;
+};
+LogonVerdict CheckLogon(const AccountsState& accounts, const std::wstring& domain, const std::wstring& user,
+                        const std::wstring& password);
+
+} // namespace WindowsModel

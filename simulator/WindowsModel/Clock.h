@@ -1,0 +1,39 @@
+// Time that can run faster: waits are recorded as they were asked for, and last a fraction of it.
+#pragma once
+
+#include <windows.h>
+
+#include <vector>
+
+namespace WindowsModel {
+
+/// One Sleep, or one WaitForSingleObject that has a limit other than 0 and INFINITE.
+struct Wait {
+    /// "Sleep" or "WaitForSingleObject".
+    const char* function;
+    DWORD milliseconds;
+    DWORD thread;
+    /// The calls recorded by then, this one included: orders waits among all calls.
+    size_t sequence;
+    /// Null for Sleep.
+    HANDLE object;
+};
+
+struct ClockState {
+    /// The real time that a millisecond lasts in Sleep; 1 is real time, 0.01 a hundredth of it. The order of
+    /// waits on several threads stays what it is as long as all are scaled alike.
+    double sleepScale = 1;
+    /// The same for the limit of WaitForSingleObject.
+    double waitScale = 1;
+    std::vector<Wait> waits;
+
+    void SetScale(double scale) { sleepScale = waitScale = scale; }
+    /// The milliseconds that one thread asked for, in order; of all threads for 0.
+    std::vector<DWORD> Sleeps(DWORD thread = 0) const;
+};
+
+/// Waits that no scale applies to, whatever is replaced in the caller's own module.
+void RealSleep(DWORD milliseconds);
+DWORD RealWait(HANDLE object, DWORD milliseconds);
+
+} // namespace WindowsModel
