@@ -55,14 +55,18 @@ std::vector<void**> FindSlots(HMODULE module, const char* name, void*& loaded)
     return slots;
 }
 
+/// The page stays writable: changing it back and forth for each of many slots takes long.
 bool WriteSlot(void** slot, void* value)
 {
+    MEMORY_BASIC_INFORMATION page{};
+    VirtualQuery(slot, &page, sizeof page);
     DWORD protection = 0;
-    if (!VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &protection))
+    if ((page.Protect & (PAGE_READWRITE | PAGE_WRITECOPY)) == 0 &&
+        !VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &protection))
         return false;
-    InterlockedExchangePointer(slot, value);
-    DWORD ignored = 0;
-    VirtualProtect(slot, sizeof *slot, protection, &ignored);
+    // No interlocked exchange: the linker aligns no slot, and one that straddles two cache lines would halt
+    // all cores for it. Nobody calls through the slot yet, or it is aligned.
+    *static_cast<void* volatile*>(slot) = value;
     return true;
 }
 
