@@ -12,13 +12,14 @@
 #include <iterator>
 
 namespace fs = std::filesystem;
-using WindowsModel::SimulatedWindows;
 
 namespace {
 
 constexpr wchar_t ModuleName[] = L"VexaFPCredentialProvider.dll";
 constexpr CLSID ProviderClass = {
     0x0ce326a8, 0xc767, 0x433f, {0x82, 0xb9, 0x60, 0x1b, 0x2a, 0x27, 0x32, 0x1e}};
+constexpr wchar_t Computer[] = L"SIMULATED-PC";
+constexpr wchar_t User[] = L"anna";
 constexpr char LogFolder[] = "C:\\CPLog";
 constexpr char NotesSwitch[] = "C:\\FPLog";
 
@@ -97,21 +98,31 @@ bool Await(Condition holds)
     return holds();
 }
 
-template <class Text>
-bool TellsPassword(const Text& text)
+/// The bytes of a narrow or a wide text.
+bool TellsPassword(std::string_view bytes)
 {
-    const auto holds = [&](std::wstring_view password) {
-        if constexpr (sizeof text[0] == sizeof(wchar_t)) {
-            return text.find(password) != Text::npos;
-        } else {
-            const Text narrow(password.begin(), password.end());
-            const Text wide(reinterpret_cast<const char*>(password.data()),
-                            password.size() * sizeof(wchar_t));
-            return text.find(narrow) != Text::npos || text.find(wide) != Text::npos;
-        }
-    };
-    return holds(Password) || holds(WrongPassword);
+    for (const std::wstring_view password : {Password, WrongPassword}) {
+        const std::string narrow(password.begin(), password.end());
+        const std::string_view wide(reinterpret_cast<const char*>(password.data()),
+                                    password.size() * sizeof(wchar_t));
+        if (bytes.find(narrow) != bytes.npos || bytes.find(wide) != bytes.npos)
+            return true;
+    }
+    return false;
 }
+
+std::string ReadLog()
+{
+    std::string bytes;
+    std::error_code ignored;
+    for (const fs::directory_entry& entry : fs::directory_iterator(LogFolder, ignored)) {
+        std::ifstream file(entry.path(), std::ios::binary);
+        bytes.append(std::istreambuf_iterator<char>(file), {});
+    }
+    return bytes;
+}
+
+std::atomic<long> g_lives = 0;
 
 class Life {
 public:
@@ -134,14 +145,14 @@ public:
 private:
     bool Prepare()
     {
-        m_windows.Reset();
+        Windows().Reset();
         {
-            const auto state = m_windows.Lock();
+            const auto state = Windows().Lock();
             state->accounts.accounts = {{Computer, User, Password}};
             state->services.Script(L"vcsFPService", {{}});
             state->services.Script(L"VexaFPService", {{}});
             state->clock.sleepScale = 0.01;
-            state->clock.waitScale = 0.1;
+            state->clock.waitScale = 0.02;
         }
         std::error_code ignored;
         fs::remove_all(LogFolder, ignored);
@@ -150,7 +161,8 @@ private:
 
         PreBootLibrary::Script preBoot;
         preBoot.enabled = m_kind.refused ? 0 : 1;
-        preBoot.record = m_kind.preBootRecord;
+        if (m_kind.preBoot)
+            preBoot.record = PreBootLibrary::MakeRecord(User, Password, Computer);
         m_fitness.ForgetCheck();
         bool told = m_fitness.IsFit() && PreBootLibrary::Store(preBoot) && ServiceClient::TellOk(L"reset") &&
                     ServiceClient::TellOk(L"clear");
@@ -166,16 +178,22 @@ private:
 
     bool Load()
     {
-        // What is bound when it is first called can be replaced once its library is there.
-        static const HMODULE s_preBoot = LoadLibraryW(L"vcsWavePba.dll");
+        // What is bound when it is first called can be replaced once its library is there. The others stay
+        // for speed: loaded afresh they would take longer than all else.
+        static const bool s_loaded = [] {
+            for (const wchar_t* library : {L"gdiplus", L"setupapi", L"netapi32", L"secur32", L"powrprof",
+                                           L"wtsapi32", L"shlwapi", L"cfgmgr32", L"shell32", L"oleaut32"})
+                LoadLibraryW(library);
+            return LoadLibraryW(L"vcsWavePba.dll") != nullptr;
+        }();
         m_module = LoadLibraryW(ModuleName);
-        if (s_preBoot == nullptr || m_module == nullptr)
+        if (!s_loaded || m_module == nullptr)
             return false;
         WindowsModel::ImportHooks hooks(m_module);
-        const bool hooked = m_windows.Hook(hooks, WindowsModel::Group::Everything).failed.empty();
+        const bool hooked = Windows().Hook(hooks, WindowsModel::Group::Everything).failed.empty();
         // They stay for as long as the module does: its threads may outlive this object.
         hooks.Forget();
-        return hooked && (!m_fault || m_windows.FailNext(m_fault->function, CodeOf(m_fault->function),
+        return hooked && (!m_fault || Windows().FailNext(m_fault->function, CodeOf(m_fault->function),
                                                          m_fault->call - 1));
     }
 
@@ -215,7 +233,7 @@ private:
         provider.UnAdvise();
     }
 
-    bool IsSpent() { return m_fault && m_windows.Lock()->failures.pending.empty(); }
+    bool IsSpent() { return m_fault && Windows().Lock()->failures.pending.empty(); }
 
     bool WaitForChange()
     {
@@ -254,7 +272,7 @@ private:
             m_wrong += "the DLL stays; ";
         if (FindWindowOfOurs() != nullptr)
             m_wrong += "a window stays; ";
-        const WindowsModel::State state = m_windows.Snapshot();
+        const WindowsModel::State state = Windows().Snapshot();
         const bool failed = m_fault && state.failures.pending.empty();
         if (m_kind.refused && created)
             m_wrong += "the gate let it in; ";
@@ -269,20 +287,16 @@ private:
             m_wrong += TellsPassword(debug.text) ? "the debugger is told the password; " : "";
         for (const WindowsModel::EventRecord& event : state.texts.events) {
             for (const std::wstring& text : event.strings)
-                m_wrong += TellsPassword(text) ? "an event tells the password; " : "";
+                m_wrong += TellsPassword({reinterpret_cast<const char*>(text.data()), 2 * text.size()})
+                               ? "an event tells the password; "
+                               : "";
         }
-        std::error_code ignored;
-        for (const fs::directory_entry& entry : fs::directory_iterator(LogFolder, ignored)) {
-            std::ifstream file(entry.path(), std::ios::binary);
-            const std::string bytes(std::istreambuf_iterator<char>(file), {});
-            m_wrong += TellsPassword(bytes) ? "the log tells the password; " : "";
-        }
+        m_wrong += TellsPassword(ReadLog()) ? "the log tells the password; " : "";
         return m_wrong;
     }
 
     const Kind& m_kind;
     const std::optional<Fault>& m_fault;
-    SimulatedWindows& m_windows = SimulatedWindows::Instance();
     FitMachine::Scope m_fitness;
     HMODULE m_module = nullptr;
     Sink m_sink;
@@ -294,10 +308,11 @@ private:
 
 std::string Lead(const Kind& kind, const std::optional<Fault>& fault)
 {
+    ++g_lives;
     return Life(kind, fault).Lead();
 }
 
-Kind Ordinary()
+long LivesLed()
 {
-    return {.name = "logon", .fingers = {Password}};
+    return g_lives;
 }
