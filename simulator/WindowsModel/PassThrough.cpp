@@ -57,6 +57,8 @@ const Replacement g_replacements[] = {
     SIM_PASSED(Failures, LastError, CreateWindowExW),
     SIM_PASSED(Failures, Invalid, GetMessageW),
     SIM_PASSED(Failures, LastError, PostMessageW),
+    SIM_PASSED(Failures, LastError, DestroyWindow),
+    SIM_PASSED(Failures, LastError, UnregisterClassW),
     SIM_PASSED(Failures, LastError, ShowWindow),
     SIM_PASSED(Failures, LastError, MoveWindow),
     SIM_PASSED(Failures, LastError, SetLayeredWindowAttributes),
