@@ -2,7 +2,7 @@
 #include "Names.h"
 #include "Text.h"
 
-#include "WindowsModel/CredentialProtection.h"
+#include "WindowsModel/Credentials.h"
 #include "WindowsModel/PackedLogon.h"
 
 #include <cstring>

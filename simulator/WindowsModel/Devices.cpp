@@ -22,12 +22,8 @@ CONFIGRET ModelCM_Get_DevNode_Status(ULONG* status, ULONG* problem, DEVINST devi
 const Replacement g_replacements[] = {
     SIM_MODELLED(Devices, Status, CM_Get_DevNode_Status, ModelCM_Get_DevNode_Status),
 };
+const Table g_table(g_replacements);
 
 } // namespace
-
-std::span<const Replacement> DeviceReplacements()
-{
-    return g_replacements;
-}
 
 } // namespace WindowsModel

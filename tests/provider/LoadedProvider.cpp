@@ -56,8 +56,7 @@ LoadedProvider::~LoadedProvider()
     CHECK(OpenEventA(SYNCHRONIZE, FALSE, ServiceEventName) == nullptr);
     const WindowsModel::State state = windows.Snapshot();
     CHECK(state.failures.pending.empty());
-    CHECK(state.services.openHandles.empty());
-    CHECK(state.session.buffers.empty());
+    CHECK(state.ledger.Clean());
 }
 
 HRESULT LoadedProvider::GetClassObject(REFCLSID clsid, REFIID riid, void** ppv) const

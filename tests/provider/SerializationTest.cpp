@@ -295,8 +295,7 @@ TEST_CASE("what GetSerialization hands out when a step fails, and what it gives 
 
         const WindowsModel::LsaState lsa = simulation.windows.Snapshot().lsa;
         CHECK(logon.ulAuthenticationPackage == (succeeded ? ULONG(lsa.PackageNumber("Negotiate")) : 77));
-        CHECK(lsa.openConnections.empty());
-        CHECK(lsa.wrongCloses == 0);
+        CHECK(simulation->ledger.Clean());
         CHECK(lsa.lookups.size() == row.lookups);
         for (const WindowsModel::PackageLookup& lookup : lsa.lookups) {
             CHECK(lookup.name == "Negotiate");

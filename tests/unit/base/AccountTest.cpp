@@ -88,8 +88,7 @@ TEST_CASE("an account is tried here, then under its domain")
         CHECK(CheckUserAndPwd(L"Anna", L"Secret", row.domain) == row.result);
         CHECK(g_logons == row.logons);
         CHECK(simulation->session.queries == std::vector{WTSConnectState});
-        CHECK(simulation->session.buffers.empty());
-        CHECK(simulation->session.wrongFrees == 0);
+        CHECK(simulation->ledger.Clean());
     }
 
     // A session of unknown state gets the strict check.

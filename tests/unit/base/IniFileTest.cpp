@@ -81,8 +81,7 @@ TEST_CASE("the user section bears the name of the session's account")
 
         const WindowsModel::State state = simulation.windows.Snapshot();
         CHECK(state.session.queries.front() == WTSUserName);
-        CHECK(state.session.buffers.size() + state.session.wrongFrees == 0);
-        CHECK(state.accounts.netBuffers.size() + state.accounts.wrongNetFrees == 0);
+        CHECK(state.ledger.Clean());
     }
 }
 
@@ -98,7 +97,7 @@ TEST_CASE_FIXTURE(IniFile, "without a user there is no user section")
         CHECK(IniReadString(L"Key").empty());
     }
     CHECK(ReadInt(L"Key", L"Public") == 5);
-    CHECK(simulation->session.buffers.empty());
+    CHECK(simulation->ledger.Clean());
 }
 
 } // namespace

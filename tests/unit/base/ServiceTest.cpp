@@ -41,8 +41,7 @@ TEST_CASE("a service is asked until it runs or is stopped")
         CHECK(state.services.opens[0].access == GENERIC_READ);
         CHECK(state.services.opens[1].service == L"VexaFPService");
         CHECK(state.services.opens[1].access == SERVICE_QUERY_STATUS);
-        CHECK(state.services.openHandles.empty());
-        CHECK(state.services.wrongCloses == 0);
+        CHECK(state.ledger.Clean());
     }
 }
 
@@ -53,7 +52,7 @@ TEST_CASE("a service that can't be opened does not run")
     simulation.FailNext("OpenSCManagerW", ERROR_ACCESS_DENIED);
     CHECK(IsServiceRunning(L"VexaFPService") == 0);
     CHECK(IsServiceRunning(L"unknown") == 0);
-    CHECK(simulation->services.openHandles.empty());
+    CHECK(simulation->ledger.Clean());
     CHECK(simulation->clock.waits.empty());
 }
 

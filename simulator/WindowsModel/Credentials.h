@@ -24,22 +24,14 @@ struct ProtectAnswer {
 
 struct ProtectCall {
     bool asSelf;
-    /// The characters up to the count or the first NUL.
-    std::wstring text;
     /// The count passed; a caller that means a whole string counts its NUL.
     DWORD characters;
-    /// The size of the buffer passed in, 0 without a buffer.
-    DWORD bufferCharacters;
-    BOOL result;
-    DWORD error;
 };
 
 struct CredentialsState {
     /// Taken from the front, one for each call of CredProtectW; when it is empty every call is Usual.
     std::deque<ProtectAnswer> protectAnswers;
     std::vector<ProtectCall> protects;
-    /// The texts that CredIsProtectedW was asked about.
-    std::vector<std::wstring> isProtectedQueries;
 };
 
 enum class Protection {
