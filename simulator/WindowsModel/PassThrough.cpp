@@ -89,9 +89,6 @@ const Replacement g_replacements[] = {
     SIM_PASSED(Failures, Status, RegSetValueExW),
 
     // Devices
-    SIM_PASSED(Failures, Invalid, SetupDiGetClassDevsW),
-    SIM_PASSED(Failures, LastError, SetupDiEnumDeviceInfo),
-    SIM_PASSED(Failures, LastError, SetupDiGetDeviceRegistryPropertyW),
     SIM_PASSED(Failures, LastError, SetupDiSetClassInstallParamsW),
     SIM_PASSED(Failures, LastError, SetupDiCallClassInstaller),
 
