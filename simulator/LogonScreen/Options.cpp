@@ -3,6 +3,7 @@
 
 #include <cfgmgr32.h>
 
+#include <algorithm>
 #include <cwchar>
 #include <initializer_list>
 #include <type_traits>
@@ -226,9 +227,11 @@ const Row* FindRow(const std::wstring& name)
 std::wstring BadValue(const Row& row, const std::wstring& value)
 {
     if (row.value == nullptr)
-        return std::wstring(row.name) + L" does not go with the other one";
+        return L"one of --register, --unregister and --status at a time";
+    std::wstring help = row.help;
+    std::replace(help.begin(), help.end(), L'\n', L' ');
     const std::wstring shown = row.parse == ParseAccount ? std::wstring() : L", not " + Quoted(value);
-    return Format(L"%s takes %s%s", row.name, row.value, shown.c_str());
+    return Format(L"%s takes %s%s: %s", row.name, row.value, shown.c_str(), help.c_str());
 }
 
 } // namespace
