@@ -36,10 +36,11 @@ bool Text(Options& options, const std::wstring& value)
 template <auto Member, DWORD Least = 0, DWORD Most = MAXDWORD>
 bool Number(Options& options, const std::wstring& value)
 {
-    const std::optional<DWORD> number = ParseNumber(value);
-    if (!number || *number < Least || *number > Most)
+    const std::optional<DWORD> parsed = ParseNumber(value);
+    const DWORD number = parsed.value_or(0);
+    if (!parsed || number < Least || number > Most)
         return false;
-    options.*Member = *number;
+    options.*Member = number;
     return true;
 }
 

@@ -27,7 +27,7 @@ uint32_t Mix(uint32_t from, uint32_t to, float share)
     uint32_t mixed = 0;
     for (int shift = 0; shift <= 16; shift += 8) {
         const auto a = static_cast<float>(from >> shift & 0xFF), b = static_cast<float>(to >> shift & 0xFF);
-        mixed |= static_cast<uint32_t>(a + (b - a) * share + 0.5F) << shift;
+        mixed |= static_cast<uint32_t>(std::lround(a + (b - a) * share)) << shift;
     }
     return mixed;
 }
@@ -41,9 +41,9 @@ float Bell(int at, int length, float centre, float width)
 
 std::vector<uint32_t> Backdrop(int width, int height)
 {
-    std::vector<float> columns;
+    std::vector<float> columns(size_t(width), 0.0F);
     for (int x = 0; x < width; ++x)
-        columns.push_back(0.42F * Bell(x, width, 0.5F, 0.34F));
+        columns[size_t(x)] = 0.42F * Bell(x, width, 0.5F, 0.34F);
     std::vector<uint32_t> pixels;
     pixels.reserve(size_t(width) * size_t(height));
     for (int y = 0; y < height; ++y) {
