@@ -24,22 +24,6 @@ ExitStatus UsageError(const std::wstring& message)
     return ExitStatus::Usage;
 }
 
-/// The DLL to load: the one on the command line, or the registered one.
-std::wstring FindProvider(const Options& options, Transcript& log)
-{
-    if (!options.dll.empty())
-        return options.dll;
-    const Registration::Entry entry = Registration::Read();
-    if (entry.dll.empty())
-        log.Line(L"note", L"%s is not registered", GuidText(ProviderClass).c_str());
-    else
-        log.Line(L"note", L"registered as %s, threading model %s", Quoted(entry.dll).c_str(),
-                 entry.threadingModel.c_str());
-    if (!entry.dll.empty() && !entry.isListed)
-        log.Line(L"note", L"not among the credential providers of this system: LogonUI would not ask it");
-    return entry.dll;
-}
-
 class Run {
 public:
     Run(const Options& options, Transcript& log)
@@ -73,7 +57,9 @@ bool Run::Load()
 {
     if (m_provider.IsLoaded())
         return true;
-    const std::wstring path = FindProvider(m_options, m_log);
+    const std::wstring path = m_options.dll.empty() ? Registration::Read().dll : m_options.dll;
+    if (path.empty())
+        m_log.Line(L"note", L"no DLL is registered");
     if (path.empty() || !m_provider.Load(path))
         return false;
     if (m_windows)
@@ -115,8 +101,6 @@ ExitStatus Run::All()
             verdict = status;
     }
     m_log.Line(L"verdict", L"%s", ExitText(verdict));
-    if (m_provider.IsLoaded())
-        m_provider.Abandon();
     return verdict;
 }
 

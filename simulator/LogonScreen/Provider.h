@@ -16,6 +16,10 @@ using ModuleHandle = UniqueResource<ModulePolicy>;
 class Provider {
 public:
     explicit Provider(Transcript& log) : m_log(log) {}
+    /// The process ends: a module whose objects live on is better left alone than unmapped.
+    ~Provider() { (void)m_module.Release(); }
+    Provider(const Provider&) = delete;
+    Provider& operator=(const Provider&) = delete;
 
     bool Load(const std::wstring& path);
     bool IsLoaded() const { return static_cast<bool>(m_module); }
@@ -28,9 +32,6 @@ public:
     bool Unload();
     /// Waits for the provider's window and its class to go; what does not is a finding.
     void CheckWindows();
-
-    /// Where the process ends anyway, a module whose objects live on is better left alone than unmapped.
-    void Abandon() { (void)m_module.Release(); }
 
 private:
     Transcript& m_log;
