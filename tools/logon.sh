@@ -225,11 +225,27 @@ logon_plain() {
     expect_logon
 }
 
-logon_wrong_password() {
-    screen_up --expect "$computer\\$user" --hold "$welcome_ms"
-    await_prompt "$scan_prompt"
-    picture_of_prompt "$picture"
-    place_finger 'of-last-year' "with a wrong password"
+logon_refused_or_gone() {
+    grep -q 'ReportResult(STATUS_LOGON_FAILURE' "$transcript" 2>/dev/null || screen_is_gone
+}
+
+# Before anybody has logged on the check of the password lets it pass: LSA refuses it, and what is reported of that
+# hides the prompt, although the next finger is asked for.
+await_refusal() {
+    local file=$build/logon-refused.png
+    wait_for 60 logon_refused_or_gone || fail_logon "LSA did not refuse the logon within a minute."
+    finger_taken
+    await_calls IdentifyEnroll 2
+    ! screen_is_gone || fail_logon "The logon screen ended with the refused logon."
+    echo "LSA refused the logon."
+    take_picture "$file" || fail_logon "The screenshot $file could not be taken."
+    ! prompt_in_picture "$file" || fail_logon "The prompt is still to be seen on the screenshot $file."
+    ! prompt_shown "$wrong_password_prompt" || fail_logon "The prompt \"$wrong_password_prompt\" came."
+    echo "Screenshot without a prompt: build/logon-refused.png"
+}
+
+# In a session that is active the password is checked before LSA gets to see it.
+await_wrong_password_prompts() {
     await_prompt "$wrong_password_prompt"
     picture_of_prompt logon-wrong-password.png
     # It shows for a second only.
@@ -237,6 +253,18 @@ logon_wrong_password() {
     finger_taken
     await_prompt "$scan_again_prompt"
     picture_of_prompt logon-scan-again.png
+}
+
+logon_wrong_password() {
+    screen_up --expect "$computer\\$user" --hold "$welcome_ms"
+    await_prompt "$scan_prompt"
+    picture_of_prompt "$picture"
+    place_finger 'of-last-year' "with a wrong password"
+    if [[ $scenario == unlock ]]; then
+        await_wrong_password_prompts
+    else
+        await_refusal
+    fi
     place_finger "$password" "with the right password"
     finger_taken
     expect_logon
@@ -265,7 +293,8 @@ logon_lockout() {
     place_finger 'of-the-year-before' "with a wrong password"
     finger_taken
     await_prompt "$manual_logon_prompt"
-    picture_of_prompt logon-lockout.png
+    # At logon LSA refuses the second finger as well, which hides the prompt at once.
+    [[ $scenario == logon ]] || picture_of_prompt logon-lockout.png
     place_finger "$password" "with the right password, too late"
     finger_taken
     sleep 2

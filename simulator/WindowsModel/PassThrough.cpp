@@ -86,11 +86,6 @@ const Replacement g_replacements[] = {
     SIM_PASSED(Failures, Status, RegQueryValueExW),
     SIM_PASSED(Failures, Status, RegSetValueExW),
 
-    // Devices
-    SIM_PASSED(Failures, Invalid, SetupDiGetClassDevsW),
-    SIM_PASSED(Failures, LastError, SetupDiEnumDeviceInfo),
-    SIM_PASSED(Failures, LastError, SetupDiGetDeviceRegistryPropertyW),
-
     // Remote procedure calls
     SIM_PASSED(Failures, Status, RpcStringBindingComposeW),
     SIM_PASSED(Failures, Status, RpcBindingFromStringBindingW),

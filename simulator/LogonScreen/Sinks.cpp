@@ -1,20 +1,8 @@
-#include "EventsSink.h"
+#include "Sinks.h"
 
 #include "ServiceClient/ServiceControl.h"
 
 #include <utility>
-
-STDMETHODIMP EventsSink::QueryInterface(REFIID iid, void** object)
-{
-    if (object == nullptr)
-        return E_POINTER;
-    *object = nullptr;
-    if (iid != IID_IUnknown && iid != IID_ICredentialProviderEvents)
-        return E_NOINTERFACE;
-    *object = static_cast<ICredentialProviderEvents*>(this);
-    AddRef();
-    return S_OK;
-}
 
 STDMETHODIMP EventsSink::CredentialsChanged(UINT_PTR context)
 {
@@ -38,4 +26,10 @@ void EventsSink::SetUnadvised()
 {
     CriticalSectionScope scope(m_lock);
     m_unadvised = true;
+}
+
+HRESULT CredentialSink::Violation(const wchar_t* method)
+{
+    m_log.Violation(Format(L"the credential called ICredentialProviderCredentialEvents::%s", method));
+    return S_OK;
 }

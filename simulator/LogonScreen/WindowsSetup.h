@@ -4,40 +4,32 @@
 
 #include "Options.h"
 #include "Transcript.h"
-#include "base/CriticalSection.h"
-#include "WindowsModel/SimulatedWindows.h"
 
-#include <optional>
-#include <string>
-
-class Simulation {
+class WindowsSetup {
 public:
     /// `activity` is set whenever a prompt appears.
-    Simulation(const Options& options, Transcript& transcript, HANDLE activity);
+    WindowsSetup(const Options& options, Transcript& log, HANDLE activity);
     /// The model outlives everything; only its way into this object ends.
-    ~Simulation();
-
-    /// Sets up the machine. False, with `message`, for a failure that can't be arranged.
-    bool SetUp(std::wstring& message);
+    ~WindowsSetup();
+    WindowsSetup(const WindowsSetup&) = delete;
+    WindowsSetup& operator=(const WindowsSetup&) = delete;
 
     void Install(HMODULE module);
     /// To be called when the module has left the process.
     void ModuleGone();
 
-    /// Writes what has happened since the last time. From LogonUI's thread.
+    /// Writes what has happened since the last time. From any thread.
     void WriteNews();
 
     /// Whether a prompt that contains the text has appeared since the life began.
-    bool PromptSeen(const std::wstring& text);
+    bool WasPrompted(const std::wstring& text);
     void BeginLife();
 
 private:
     void Prompted(const std::wstring& text);
-    void WriteLogonChecks();
-    void WriteEvents();
 
     const Options& m_options;
-    Transcript& m_transcript;
+    Transcript& m_log;
     HANDLE m_activity;
     std::optional<WindowsModel::ImportHooks> m_hooks;
 
