@@ -1,16 +1,13 @@
 #include "PeFile.h"
 
 #include "Handle.h"
+#include "Text.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 
-namespace {
-
-/// No DLL of this kind is anywhere near as large.
-constexpr LONGLONG MostBytes = 256LL * 1024 * 1024;
-
-std::vector<unsigned char> ReadWhole(const std::wstring& path)
+std::vector<unsigned char> ReadEnd(const std::wstring& path, DWORD most)
 {
     const HANDLE opened =
         CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
@@ -19,17 +16,16 @@ std::vector<unsigned char> ReadWhole(const std::wstring& path)
         return {};
     const KernelHandle file(opened);
     LARGE_INTEGER size{};
-    if (!GetFileSizeEx(file.Get(), &size) || size.QuadPart > MostBytes)
-        return {};
-    std::vector<unsigned char> bytes(static_cast<size_t>(size.QuadPart));
+    LARGE_INTEGER start{};
+    GetFileSizeEx(file.Get(), &size);
+    start.QuadPart = std::max<LONGLONG>(size.QuadPart - most, 0);
+    SetFilePointerEx(file.Get(), start, nullptr, FILE_BEGIN);
+    std::vector<unsigned char> bytes(static_cast<size_t>(size.QuadPart - start.QuadPart));
     DWORD read = 0;
-    if (!ReadFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &read, nullptr))
-        return {};
+    ReadFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &read, nullptr);
     bytes.resize(read);
     return bytes;
 }
-
-} // namespace
 
 template <class T>
 bool PeFile::Read(size_t offset, T& value) const
@@ -40,39 +36,35 @@ bool PeFile::Read(size_t offset, T& value) const
     return true;
 }
 
-PeFile::PeFile(const std::wstring& path) : m_bytes(ReadWhole(path))
+// No DLL of this kind is anywhere near as large.
+PeFile::PeFile(const std::wstring& path) : m_bytes(ReadEnd(path, 256 * 1024 * 1024))
 {
     IMAGE_DOS_HEADER dos;
-    DWORD signature = 0;
-    if (Read(0, dos) && dos.e_magic == IMAGE_DOS_SIGNATURE && dos.e_lfanew > 0 &&
-        Read(static_cast<size_t>(dos.e_lfanew), signature) && signature == IMAGE_NT_SIGNATURE)
-        m_headers = static_cast<size_t>(dos.e_lfanew);
+    if (Read(0, dos) && dos.e_magic == IMAGE_DOS_SIGNATURE && dos.e_lfanew > 0)
+        m_start = static_cast<size_t>(dos.e_lfanew);
+    m_readable = m_start != 0 && Read(m_start, m_headers) && m_headers.Signature == IMAGE_NT_SIGNATURE;
 }
 
-unsigned PeFile::Machine() const
+std::wstring PeFile::WhyUnfit() const
 {
-    IMAGE_FILE_HEADER header;
-    return IsExecutable() && Read(m_headers + sizeof(DWORD), header) ? header.Machine : 0;
-}
-
-bool PeFile::Is64BitDll() const
-{
-    IMAGE_NT_HEADERS64 headers;
-    return IsExecutable() && Read(m_headers, headers) &&
-           headers.FileHeader.Machine == IMAGE_FILE_MACHINE_AMD64 &&
-           headers.OptionalHeader.Magic == IMAGE_NT_OPTIONAL_HDR64_MAGIC &&
-           (headers.FileHeader.Characteristics & IMAGE_FILE_DLL) != 0;
+    const IMAGE_FILE_HEADER& header = m_headers.FileHeader;
+    if (!m_readable)
+        return L"can't be read or is damaged";
+    if (header.Machine == IMAGE_FILE_MACHINE_I386)
+        return L"is a 32-bit file";
+    if (header.Machine != IMAGE_FILE_MACHINE_AMD64)
+        return Format(L"is made for another processor (machine 0x%04X)", header.Machine);
+    if ((header.Characteristics & IMAGE_FILE_DLL) == 0)
+        return L"is a program, not a DLL";
+    return m_headers.OptionalHeader.Magic == IMAGE_NT_OPTIONAL_HDR64_MAGIC ? L"" : L"is damaged";
 }
 
 size_t PeFile::Offset(unsigned address) const
 {
-    IMAGE_NT_HEADERS64 headers;
-    if (!Read(m_headers, headers))
-        return 0;
     const size_t first =
-        m_headers + offsetof(IMAGE_NT_HEADERS64, OptionalHeader) + headers.FileHeader.SizeOfOptionalHeader;
-    for (unsigned index = 0; index < headers.FileHeader.NumberOfSections; ++index) {
-        IMAGE_SECTION_HEADER section;
+        m_start + offsetof(IMAGE_NT_HEADERS64, OptionalHeader) + m_headers.FileHeader.SizeOfOptionalHeader;
+    IMAGE_SECTION_HEADER section;
+    for (unsigned index = 0; index < m_headers.FileHeader.NumberOfSections; ++index) {
         if (!Read(first + index * sizeof section, section))
             return 0;
         if (address >= section.VirtualAddress && address - section.VirtualAddress < section.SizeOfRawData)
@@ -81,29 +73,29 @@ size_t PeFile::Offset(unsigned address) const
     return 0;
 }
 
-bool PeFile::TextAt(size_t offset, const char* text) const
+bool PeFile::TextAt(size_t offset, std::string_view text) const
 {
-    const size_t bytes = std::strlen(text) + 1;
-    return offset != 0 && offset < m_bytes.size() && m_bytes.size() - offset >= bytes &&
-           std::memcmp(m_bytes.data() + offset, text, bytes) == 0;
+    // Its terminator belongs to it.
+    return offset != 0 && offset < m_bytes.size() && m_bytes.size() - offset > text.size() &&
+           std::memcmp(m_bytes.data() + offset, text.data(), text.size()) == 0 &&
+           m_bytes[offset + text.size()] == 0;
 }
 
-bool PeFile::Exports(const char* name) const
+bool PeFile::Exports(std::string_view name) const
 {
-    IMAGE_NT_HEADERS64 headers;
-    if (!Is64BitDll() || !Read(m_headers, headers))
+    if (!Is64BitDll())
         return false;
-    const DWORD address = headers.OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT].VirtualAddress;
     IMAGE_EXPORT_DIRECTORY directory;
-    const size_t place = address != 0 ? Offset(address) : 0;
+    const size_t place =
+        Offset(m_headers.OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT].VirtualAddress);
     if (place == 0 || !Read(place, directory))
         return false;
     const size_t names = Offset(directory.AddressOfNames);
+    DWORD address = 0;
     for (size_t index = 0; names != 0 && index < directory.NumberOfNames; ++index) {
-        DWORD nameAddress = 0;
-        if (!Read(names + index * sizeof nameAddress, nameAddress))
+        if (!Read(names + index * sizeof address, address))
             return false;
-        if (TextAt(Offset(nameAddress), name))
+        if (TextAt(Offset(address), name))
             return true;
     }
     return false;

@@ -13,6 +13,9 @@
 std::wstring Format(const wchar_t* format, ...);
 std::wstring FormatV(const wchar_t* format, va_list arguments);
 
+/// "error 5: Access is denied", in Windows' own words where it has some for the code.
+std::wstring ErrorText(DWORD code);
+
 std::string ToUtf8(std::wstring_view text);
 std::wstring FromUtf8(std::string_view text);
 
