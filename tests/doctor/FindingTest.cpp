@@ -1,0 +1,200 @@
+#include "Machine.h"
+#include "PeFile.h"
+#include "Text.h"
+
+#include <nlohmann/json.hpp>
+
+#include <aclapi.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+
+namespace {
+
+void SetLimit(const wchar_t* enable, const wchar_t* count)
+{
+    constexpr wchar_t file[] = LR"(C:\Users\Public\VEXA\FingerPrint\config.ini)";
+    fs::create_directories(fs::path(file).parent_path());
+    REQUIRE(WritePrivateProfileStringW(L"Public", L"LockEnable", enable, file));
+    REQUIRE(WritePrivateProfileStringW(L"Public", L"LockCount", count, file));
+}
+
+void WriteLog(const wchar_t* name, std::wstring_view text)
+{
+    std::ofstream file(fs::path(TextLog) / name, std::ios::binary);
+    file.write(reinterpret_cast<const char*>(text.data()), std::streamsize(text.size() * sizeof(wchar_t)));
+}
+
+void LetEverybodyWrite(const wchar_t* folder)
+{
+    REQUIRE(SetNamedSecurityInfoW(const_cast<wchar_t*>(folder), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
+                                  nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS);
+}
+
+void ServeFrom(const fs::path& file)
+{
+    SetText(ServerKey, nullptr, file.wstring());
+}
+
+void SetState(Machine& machine, DWORD state)
+{
+    machine.simulation->services.Script(L"VexaFPService", {{state, 60000}});
+}
+
+/// One line as the provider writes it.
+#define LOG(text) L"11:09:37  VexaFPCredential.cpp L=232 " text L"\r\n"
+
+struct Row {
+    void (*change)(Machine& machine);
+    const wchar_t* check;
+    Outcome outcome;
+    Status status;
+    /// Of what is told and advised.
+    const wchar_t* part;
+};
+
+// clang-format off
+const Row Rows[] = {
+    // LogonUI
+    {[](Machine&) { RegDeleteTreeW(HKEY_LOCAL_MACHINE, ClassKey); }, L"class", Outcome::Refusal, Status::ClassMissing, L"no InprocServer32"},
+    {[](Machine&) { RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, ServerKey, L"ThreadingModel"); }, L"threading-model", Outcome::Refusal, Status::ThreadingModel, L"missing"},
+    {[](Machine&) { SetText(ServerKey, L"ThreadingModel", L"Free"); }, L"threading-model", Outcome::Refusal, Status::ThreadingModel, L"\"Free\", and only"},
+    {[](Machine&) { SetText(ServerKey, L"ThreadingModel", L"both"); }, L"threading-model", Outcome::Pass, Status::Offered, L"both"},
+    {[](Machine&) { RegDeleteTreeW(HKEY_LOCAL_MACHINE, ListKey); }, L"provider", Outcome::Refusal, Status::ProviderNotListed, L"not in the list"},
+    {[](Machine&) { SetNumber(ListKey, L"Disabled", 1); }, L"provider", Outcome::Refusal, Status::ProviderDisabled, L"Delete \"Disabled\""},
+    {[](Machine&) { SetText(SystemPolicy, L"ExcludedCredentialProviders", L"{0},{0ce326a8-c767-433f-82b9-601b2a27321e}"); }, L"policy", Outcome::Refusal, Status::ProviderExcluded, L"CurrentVersion"},
+    {[](Machine&) { SetText(GroupPolicy, L"ExcludedCredentialProviders", CLASS_ID); }, L"policy", Outcome::Refusal, Status::ProviderExcluded, L"SOFTWARE\\Policies"},
+    {[](Machine&) { SetText(AUTHENTICATION LR"(Credential Provider Filters\{1})", nullptr, L"Ours\x1B"); }, L"filters", Outcome::Attention, Status::Offered, LR"("{1}" "Ours\x1b")"},
+    {[](Machine&) { SetText(AUTHENTICATION LR"(Credential Provider Filters\{ddc0eed2-adbe-40b6-a217-ede16a79a0de})", nullptr, L"GenericFilter"); }, L"filters", Outcome::Pass, Status::Offered, L"none but"},
+    {[](Machine&) { ServeFrom(LR"(C:\nowhere\Provider.dll)"); }, L"dll", Outcome::Refusal, Status::DllMissing, L"there is no file"},
+    {[](Machine&) { ServeFrom(OwnFolder() / "doctor_tests.exe"); }, L"dll", Outcome::Refusal, Status::DllUnfit, L"a program, not a DLL"},
+    {[](Machine&) { ServeFrom(LR"("C:\windows\system32\vcsWavePba.dll")"); }, L"dll", Outcome::Refusal, Status::DllUnfit, L"is no COM server"},
+    {[](Machine&) { const fs::path copy = OwnFolder() / "doctor_tests.bin"; fs::copy_file(OwnFolder() / "VexaFPCredentialProvider.dll", copy, fs::copy_options::overwrite_existing); ServeFrom(copy); }, L"dll", Outcome::Warning, Status::Offered, L"is renamed"},
+    // The gate; its verdicts are compared elsewhere
+    {[](Machine&) { FitMachine::SetSwitch({}); SetText(LR"(SOFTWARE\WOW6432Node\VEXA\FingerPrint)", L"Enable", L"1"); }, L"enable", Outcome::Refusal, Status::SwitchedOff, L"REG_SZ of 4 bytes"},
+    {[](Machine& m) { m.simulation->devices.problem = 43; }, L"sensor", Outcome::Attention, Status::Offered, L"problem 43"},
+    {[](Machine&) { REQUIRE(FitMachine::InstallPreBootLibrary(L"creds")); }, L"exports", Outcome::Warning, Status::Offered, L"lacks vcsWavPbaGetAuthUserCreds"},
+    // The workers
+    {[](Machine& m) { SetState(m, SERVICE_STOPPED); }, L"VexaFPService", Outcome::Attention, Status::Offered, L"stopped Start"},
+    {[](Machine& m) { SetState(m, SERVICE_START_PENDING); }, L"VexaFPService", Outcome::Attention, Status::Offered, L"starting Wait"},
+    {[](Machine& m) { m.simulation.FailNext("OpenSCManagerW", ERROR_ACCESS_DENIED); }, L"vcsFPService", Outcome::Unknown, Status::Offered, L"error 5: "},
+    {[](Machine& m) { m.simulation->services.services.clear(); }, L"vcsFPService", Outcome::Attention, Status::Offered, L"no such service"},
+    {[](Machine&) { AnswerFromService(L"pba 0"); }, L"endpoint", Outcome::Attention, Status::LibraryDecides, L"switch fingerprint logon off"},
+    {[](Machine&) { AnswerFromService(L"nobody"); }, L"enrolment", Outcome::Attention, Status::Offered, L"none"},
+    {[](Machine&) {}, L"enrolment", Outcome::Pass, Status::Offered, L"1 record "},
+    {[](Machine&) { AnswerFromService(L"enrol CORP Ben secret"); }, L"enrolment", Outcome::Pass, Status::Offered, L"2 records "},
+    {[](Machine&) { SetLimit(L"0", L"3"); }, L"lock-out", Outcome::Note, Status::Offered, L"switched off"},
+    {[](Machine&) { SetLimit(L"1", L"0"); }, L"lock-out", Outcome::Note, Status::Offered, L"without a limit"},
+    {[](Machine&) { SetLimit(L"1", L"1"); }, L"lock-out", Outcome::Note, Status::Offered, L"after 1 matched finger,"},
+    // What is left behind
+    {[](Machine&) {}, L"folders", Outcome::Pass, Status::Offered, L"ordinary users can't"},
+    {[](Machine&) { LetEverybodyWrite(EventLog); }, L"folders", Outcome::Warning, Status::Offered, L"c:\\FPLog may be written by Everyone"},
+    {[](Machine&) { fs::remove(TextLog); }, L"last-logon", Outcome::Skipped, Status::Offered, L"switched off"},
+    {[](Machine&) { WriteLog(L"11-09-37.txt", L"11:09:3"); }, L"last-logon", Outcome::Skipped, Status::Offered, L"tells of none"},
+    {[](Machine&) { WriteLog(L"11-09-37.txt", LOG(L"CSample_CreateInstance : start") LOG(L"CSample_CreateInstance :  GetDeviceVersion retry 3 times")); }, L"last-logon", Outcome::Note, Status::Offered, L"11:09:37: no tile: there was no sensor"},
+    {[](Machine&) { WriteLog(L"11-09-37.txt", LOG(L"CCommandWindow::WndProc : user ReportResult : Start 0")); }, L"last-logon", Outcome::Note, Status::Offered, L"refused its account's password"},
+    {[](Machine&) { WriteLog(L"11-09-37.txt", LOG(L"CVexaFPCredential::ReportResult : Start 0 0") LOG(L"CVexaFPCredential::UnAdvise : Start")); }, L"last-logon", Outcome::Note, Status::Offered, L"logged the user on"},
+    {[](Machine&) { WriteLog(L"11-09-37.txt", LOG(L"CVexaFPCredential::ReportResult : Start 0 0") LOG(L"CVexaFPCredential::ReportResult : Start C000006D 0")); }, L"last-logon", Outcome::Note, Status::Offered, L"status 0xC000006D, error 1326: "},
+};
+// clang-format on
+
+const Finding& FindingOf(const Diagnosis& diagnosis, std::wstring_view key)
+{
+    const auto checks = AllChecks();
+    return diagnosis.findings[size_t(std::ranges::find(checks, key, &Check::key) - checks.begin())];
+}
+
+TEST_CASE("each check tells what it finds")
+{
+    AnswerFromService(L"reset");
+    for (const Row& row : Rows) {
+        Machine machine;
+        row.change(machine);
+        const Diagnosis diagnosis = Diagnose({.askLibrary = row.status == Status::Offered});
+        const Finding& finding = FindingOf(diagnosis, row.check);
+        const std::string told = ToUtf8(finding.text + L' ' + finding.advice);
+        CAPTURE(told);
+        CAPTURE(ToUtf8(row.part));
+        CHECK(diagnosis.status == row.status);
+        CHECK(finding.outcome == row.outcome);
+        CHECK(told.find(ToUtf8(row.part)) != std::string::npos);
+        // Services are looked at once.
+        CHECK(machine.simulation->clock.Sleeps().empty());
+    }
+    fs::remove(OwnFolder() / "doctor_tests.bin");
+}
+
+TEST_CASE("a DLL is told by its bytes, however many there are")
+{
+    std::ifstream whole(OwnFolder() / "VexaFPCredentialProvider.dll", std::ios::binary);
+    std::string bytes(std::istreambuf_iterator<char>(whole), {});
+    const fs::path file = OwnFolder() / "doctor_tests.bin";
+    const auto look = [&](const std::string& content) {
+        std::ofstream(file, std::ios::binary | std::ios::trunc) << content;
+        return PeFile(file.wstring());
+    };
+    CHECK(look(bytes).Exports("DllCanUnloadNow"));
+    CHECK_FALSE(look(bytes).Exports("DllCanUnload"));
+    for (const size_t length : {0, 2, 63, 64, 130, 300, 500, 1000, 5000})
+        CHECK_FALSE(look(bytes.substr(0, length)).Exports("DllCanUnloadNow"));
+    // A header that points beyond the file.
+    bytes[0x3F] = 0x7F;
+    CHECK_FALSE(look(bytes).Is64BitDll());
+    fs::remove(file);
+}
+
+TEST_CASE("a check that does not come back is left to itself, with what it knows")
+{
+    static const KernelHandle never(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    constexpr Check check{L"stuck", L"Stuck", [](Examination& own) {
+                              own.dll = L"nobody looks at it";
+                              WaitForSingleObject(never.Get(), 20000);
+                              return Finding{Outcome::Pass, L"late"};
+                          }};
+    Examination examination{.choices = {.limit = 50}};
+    const Finding finding = LookBounded(check, examination);
+    CHECK(finding.outcome == Outcome::Unknown);
+    CHECK(finding.status == Status::CheckSilent);
+    CHECK(examination.dll.empty());
+    SetEvent(never.Get());
+}
+
+TEST_CASE("the conclusion counts what keeps a logon from succeeding, and JSON tells the same")
+{
+    AnswerFromService(L"nobody");
+    Machine machine;
+    SetState(machine, SERVICE_STOPPED);
+    Diagnosis diagnosis = Diagnose({});
+    CHECK(AsText(diagnosis).ends_with(
+        L"\nA tile would be offered, but 2 things keep, or may keep, a logon from "
+        L"succeeding: VexaFPService, Enrolled fingers.\n"));
+    // Neither may spoil the object.
+    diagnosis.findings.front().text = L"C:\\a \"b\"\n\xD800";
+    const auto json = nlohmann::json::parse(ToUtf8(AsJson(diagnosis)));
+    CHECK(json["verdict"] == "offered");
+    CHECK(json["status"] == 0);
+    CHECK(json["hresult"].is_null());
+    CHECK(json["attention"] == 2);
+    CHECK(json["elevated"] == true);
+    CHECK_FALSE(json["computer"].get<std::string>().empty());
+    CHECK(json["checks"].size() == AllChecks().size());
+    CHECK(json["checks"][0]["text"] == "C:\\a \"b\"\n\xEF\xBF\xBD");
+}
+
+// Wine reports no device's problems: `run doctor` shows this text for want of a machine with a disabled
+// sensor.
+TEST_CASE("a disabled sensor is told")
+{
+    AnswerFromService(L"reset");
+    Machine machine;
+    machine.simulation->devices.problem = 22;
+    const std::wstring text = AsText(Diagnose({}));
+    PrintOut(text);
+    CHECK(text.find(L"NO  Sensor               product 0010 is disabled (problem 22)   <== here\n") !=
+          text.npos);
+    CHECK(text.ends_with(L"No tile: the sensor is disabled (the logon screen is told 0x80004001).\n"
+                         L"What to do: Enable the device in the device manager.\n"));
+}
+
+} // namespace
