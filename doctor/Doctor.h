@@ -62,7 +62,7 @@ struct Choices {
     /// How long the fingerprint service or the library may take to answer.
     DWORD patience = 5000; // ms
     /// How long a check may take as a whole: Windows itself may be stuck.
-    DWORD limit = 30000; // ms
+    DWORD limit = 15000; // ms
 };
 
 /// What the fingerprint service answers to the questions that the provider asks it.

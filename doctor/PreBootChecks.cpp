@@ -148,7 +148,7 @@ Finding CheckPreBoot(Examination& examination)
         return RefusedByService(service, before);
     Finding unknown = RefusedByService(service, {});
     unknown.outcome = Outcome::Unknown;
-    unknown.text += L": a tile appears only if the library says yes";
+    unknown.text += L"; a tile appears only if the library says yes";
     unknown.advice += L" With --ask-library this program asks the library, too.";
     unknown.status = Status::LibraryDecides;
     return unknown;

@@ -74,7 +74,7 @@ std::wstring ServiceAnswer::Text() const
 {
     if (silent)
         return L"does not answer in time";
-    return code != 0 ? L"can't be reached: " + ErrorText(code) : Format(L"answers %ld", pbaEnabled);
+    return code != 0 ? L"can't be reached (" + ErrorText(code) + L")" : Format(L"answers %ld", pbaEnabled);
 }
 
 const ServiceAnswer& Examination::Service()

@@ -186,7 +186,6 @@ TEST_CASE("the conclusion counts what keeps a logon from succeeding, and JSON te
 // sensor.
 TEST_CASE("a disabled sensor is told")
 {
-    AnswerFromService(L"reset");
     Machine machine;
     machine.simulation->devices.problem = 22;
     const std::wstring text = AsText(Diagnose({}));
