@@ -4,6 +4,8 @@
 #include "EventLog.h"
 #include "Text.h"
 
+#include <shlobj.h>
+
 #include <algorithm>
 #include <iterator>
 
@@ -73,16 +75,6 @@ std::wstring ComputerName()
     return name;
 }
 
-bool IsElevated()
-{
-    KernelHandle token;
-    TOKEN_ELEVATION elevation{};
-    DWORD bytes = sizeof elevation;
-    return OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.Put()) &&
-           GetTokenInformation(token.Get(), TokenElevation, &elevation, bytes, &bytes) &&
-           elevation.TokenIsElevated != 0;
-}
-
 } // namespace
 
 std::span<const StatusInfo> AllStatuses()
@@ -127,7 +119,7 @@ Diagnosis Diagnose(const Choices& choices)
 {
     Diagnosis diagnosis;
     diagnosis.computer = ComputerName();
-    diagnosis.elevated = IsElevated();
+    diagnosis.elevated = IsUserAnAdmin() != FALSE;
     Examination examination{.choices = choices};
     for (const Check& check : Checks)
         diagnosis.findings.push_back(LookBounded(check, examination));

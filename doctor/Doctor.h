@@ -96,6 +96,15 @@ struct Examination {
     const ServiceAnswer& Service();
 };
 
+/// A file seen as a DLL; nothing of it is run.
+struct DllFile {
+    /// "is a program, not a DLL" and the like; empty for a DLL that a 64-bit process can load.
+    std::wstring unfit = {};
+    /// The first of the functions that it does not export, if any.
+    const char* lacking = nullptr;
+};
+DllFile LookIntoDll(const std::wstring& path, std::initializer_list<const char*> functions);
+
 // The conditions for a tile, in the order in which LogonUI, the creation gate and the workers meet them. None
 // of the checks changes anything.
 using Look = Finding(Examination&);

@@ -1,5 +1,5 @@
 #include "Doctor.h"
-#include "PeFile.h"
+#include "Handle.h"
 #include "Text.h"
 
 #include <aclapi.h>
@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <string_view>
 
 namespace {
@@ -55,6 +54,7 @@ std::wstring OrdinaryWriters(PACL list)
 /// The end of the provider's newest log, as far as it is of interest, and the day of its last line.
 std::wstring ReadLog(std::wstring& day)
 {
+    constexpr DWORD most = 1024 * 1024;
     WIN32_FIND_DATAW entry{};
     WIN32_FIND_DATAW newest{};
     const HANDLE search = FindFirstFileW(LOG_FOLDER LR"(\??-??-??.txt)", &entry);
@@ -70,9 +70,20 @@ std::wstring ReadLog(std::wstring& day)
     FileTimeToSystemTime(&newest.ftLastWriteTime, &utc);
     SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local);
     day = Format(L"%04u-%02u-%02u", local.wYear, local.wMonth, local.wDay);
-    const auto bytes = ReadEnd(LOG_FOLDER L"\\" + std::wstring(newest.cFileName), 1024 * 1024);
-    std::wstring text(bytes.size() / sizeof(wchar_t), L'\0');
-    std::memcpy(text.data(), bytes.data(), text.size() * sizeof(wchar_t));
+
+    const HANDLE opened = CreateFileW((LOG_FOLDER L"\\" + std::wstring(newest.cFileName)).c_str(),
+                                      GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, OPEN_EXISTING, 0, nullptr);
+    if (opened == INVALID_HANDLE_VALUE)
+        return {};
+    const KernelHandle file(opened);
+    // An even place: there are whole units from there on.
+    if (const DWORD size = GetFileSize(file.Get(), nullptr); size > most)
+        SetFilePointer(file.Get(), static_cast<LONG>((size - most) & ~1U), nullptr, FILE_BEGIN);
+    std::wstring text(most / sizeof(wchar_t), L'\0');
+    DWORD read = 0;
+    ReadFile(file.Get(), text.data(), most, &read, nullptr);
+    text.resize(read / sizeof(wchar_t));
     return text;
 }
 
@@ -112,7 +123,7 @@ Finding TellLine(std::wstring_view line)
     if (status == 0)
         return {Outcome::Note, L"Windows logged the user on"};
     return {Outcome::Note,
-            Format(L"Windows refused the logon with status 0x%08lX, ", status) +
+            Format(L"Windows refused the logon with status 0x%08lX: ", status) +
                 ErrorText(LsaNtStatusToWinError(static_cast<NTSTATUS>(status))),
             L"See to the account, then try again."};
 }

@@ -1,7 +1,6 @@
 #include "Bounded.h"
 #include "Doctor.h"
 #include "Events.h"
-#include "PeFile.h"
 #include "PreBootLibrary.h"
 #include "SehGuard.h"
 #include "Text.h"
@@ -83,21 +82,21 @@ Finding CheckLibraryFile(Examination&)
 
 Finding CheckLibraryExports(Examination& examination)
 {
-    const PeFile file(LibraryPath());
+    constexpr std::string_view credentials = "vcsWavPbaGetAuthUserCreds";
     if (!PathFileExistsW(LibraryPath().c_str()))
         return {Outcome::Skipped, L"there is no library to look into"};
-    if (!file.Is64BitDll())
-        return Refuse(Status::LibraryUnfit, L"the library " + file.WhyUnfit(), InstallLibrary);
-    for (const char* name : {"vcsWavPbaOpen", "vcsWavIsPbaEnabled", "vcsWavPbaClose"}) {
-        if (!file.Exports(name))
-            return Refuse(Status::ExportMissing, Format(L"the library lacks %hs", name), InstallLibrary);
-    }
-    examination.libraryFit = true;
-    if (!file.Exports("vcsWavPbaGetAuthUserCreds"))
+    const DllFile file = LookIntoDll(
+        LibraryPath(), {"vcsWavPbaOpen", "vcsWavIsPbaEnabled", "vcsWavPbaClose", credentials.data()});
+    if (!file.unfit.empty())
+        return Refuse(Status::LibraryUnfit, L"the library " + file.unfit, InstallLibrary);
+    examination.libraryFit = file.lacking == nullptr || file.lacking == credentials;
+    if (!examination.libraryFit)
+        return Refuse(Status::ExportMissing, Format(L"the library lacks %hs", file.lacking), InstallLibrary);
+    if (file.lacking != nullptr)
         return {Outcome::Warning,
-                L"the library lacks vcsWavPbaGetAuthUserCreds: no pre-boot logon is taken over",
+                Format(L"the library lacks %hs: no pre-boot logon is taken over", file.lacking),
                 InstallLibrary};
-    return {Outcome::Pass, L"all four are there (the file was read, not loaded)"};
+    return {Outcome::Pass, L"all four are there (nothing of the library was run)"};
 }
 
 // The mark is an event that the first pre-boot check since the start of Windows leaves behind.

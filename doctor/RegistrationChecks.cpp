@@ -1,6 +1,5 @@
 #include "Doctor.h"
 #include "Handle.h"
-#include "PeFile.h"
 #include "Text.h"
 
 #include <shlwapi.h>
@@ -61,9 +60,35 @@ std::wstring Locate(std::wstring path)
     return units > 0 && units < MAX_PATH ? found : path;
 }
 
+struct ModuleHandlePolicy {
+    using Type = HMODULE;
+    static Type Invalid() { return nullptr; }
+    static void Close(Type module) { FreeLibrary(module); }
+};
+using ModuleHandle = UniqueResource<ModuleHandlePolicy>;
+
 constexpr wchar_t Reinstall[] = L"Install the product again, or run its registration as administrator.";
 
 } // namespace
+
+DllFile LookIntoDll(const std::wstring& path, std::initializer_list<const char*> functions)
+{
+    const ModuleHandle module(LoadLibraryExW(path.c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES));
+    if (!module)
+        return {L"can't be loaded by a 64-bit program: " + ErrorText(GetLastError())};
+    const auto* base = reinterpret_cast<const BYTE*>(module.Get());
+    const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS64*>(
+        base + reinterpret_cast<const IMAGE_DOS_HEADER*>(base)->e_lfanew);
+    if (headers->FileHeader.Machine != IMAGE_FILE_MACHINE_AMD64)
+        return {Format(L"is made for another processor (machine 0x%04X)", headers->FileHeader.Machine)};
+    if ((headers->FileHeader.Characteristics & IMAGE_FILE_DLL) == 0)
+        return {L"is a program, not a DLL"};
+    for (const char* name : functions) {
+        if (GetProcAddress(module.Get(), name) == nullptr)
+            return {{}, name};
+    }
+    return {};
+}
 
 Finding CheckClass(Examination& examination)
 {
@@ -155,11 +180,11 @@ Finding CheckDll(Examination& examination)
         return {Outcome::Skipped, L"there is no class that names it"};
     if (!IsFile(path))
         return Refuse(Status::DllMissing, Format(L"there is no file \"%s\"", path.c_str()), Reinstall);
-    const PeFile file(path);
-    if (!file.Is64BitDll())
-        return Refuse(Status::DllUnfit, L"\"" + path + L"\" " + file.WhyUnfit(),
+    const DllFile file = LookIntoDll(path, {"DllGetClassObject", "DllCanUnloadNow"});
+    if (!file.unfit.empty())
+        return Refuse(Status::DllUnfit, L"\"" + path + L"\" " + file.unfit,
                       L"Install the 64-bit product again.");
-    if (!file.Exports("DllGetClassObject") || !file.Exports("DllCanUnloadNow"))
+    if (file.lacking != nullptr)
         return Refuse(Status::DllUnfit, Format(L"\"%s\" is no COM server", path.c_str()), Reinstall);
     if (_wcsicmp(PathFindFileNameW(path.c_str()), FileName) != 0)
         return {Outcome::Warning, L"\"" + path + L"\" is renamed: the prompt finds no image",

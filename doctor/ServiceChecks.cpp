@@ -6,24 +6,25 @@
 #include "SehGuard.h"
 #include "Text.h"
 
+#include <iterator>
+
 namespace {
 
-constexpr wchar_t AwaitRun[] = L"Wait until it runs, then look again.";
-
 struct ServiceState {
-    DWORD state;
     const wchar_t* name;
     /// Null where the service's own advice applies.
     const wchar_t* advice;
 };
 
+/// By their numbers, from SERVICE_STOPPED on.
 constexpr ServiceState ServiceStates[] = {
-    {SERVICE_STOPPED, L"stopped", nullptr},
-    {SERVICE_START_PENDING, L"starting", AwaitRun},
-    {SERVICE_STOP_PENDING, L"stopping", L"Wait until it is stopped, then start it."},
-    {SERVICE_CONTINUE_PENDING, L"resuming", AwaitRun},
-    {SERVICE_PAUSE_PENDING, L"pausing", L"Wait until it is paused, then resume it."},
-    {SERVICE_PAUSED, L"paused", L"Resume it."},
+    {L"stopped", nullptr},
+    {L"starting", L"Wait until it runs, then look again."},
+    {L"stopping", L"Wait until it is stopped, then start it."},
+    {L"running", nullptr},
+    {L"resuming", L"Wait until it runs, then look again."},
+    {L"pausing", L"Wait until it is paused, then resume it."},
+    {L"paused", L"Resume it."},
 };
 
 /// Asks once: unlike the watchdog's query it does not wait for a service to settle.
@@ -40,11 +41,10 @@ Finding CheckService(const wchar_t* name, const wchar_t* missing, const wchar_t*
         return CantTell(GetLastError());
     if (status.dwCurrentState == SERVICE_RUNNING)
         return {Outcome::Pass, L"running"};
-    for (const ServiceState& entry : ServiceStates) {
-        if (entry.state == status.dwCurrentState)
-            return {Outcome::Attention, entry.name, entry.advice != nullptr ? entry.advice : stopped};
-    }
-    return {Outcome::Attention, Format(L"in state %lu", status.dwCurrentState), AwaitRun};
+    if (status.dwCurrentState == 0 || status.dwCurrentState > std::size(ServiceStates))
+        return {Outcome::Attention, Format(L"in the unknown state %lu", status.dwCurrentState), stopped};
+    const ServiceState& state = ServiceStates[status.dwCurrentState - 1];
+    return {Outcome::Attention, state.name, state.advice != nullptr ? state.advice : stopped};
 }
 
 ServiceAnswer Ask()
@@ -74,7 +74,7 @@ std::wstring ServiceAnswer::Text() const
 {
     if (silent)
         return L"does not answer in time";
-    return code != 0 ? L"can't be reached (" + ErrorText(code) + L")" : Format(L"answers %ld", pbaEnabled);
+    return code != 0 ? L"can't be reached: " + ErrorText(code) : Format(L"answers %ld", pbaEnabled);
 }
 
 const ServiceAnswer& Examination::Service()

@@ -143,7 +143,8 @@ void ForService(const char* function)
 }
 
 // The last case of all, for Wine's RPC runtime may not find a service again once it has missed one.
-TEST_CASE("the verdict is the gate's, nothing is changed, and a service that hangs or is gone holds nobody up")
+TEST_CASE(
+    "the verdict is the gate's, nothing is changed, and a service that hangs or is gone holds nobody up")
 {
     AnswerFromService(L"reset");
     CompareWithGate(Rows);

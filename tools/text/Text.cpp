@@ -36,17 +36,14 @@ std::wstring Format(const wchar_t* format, ...)
     return text;
 }
 
-std::wstring ErrorText(DWORD code)
+std::wstring ErrorText(DWORD error)
 {
-    wchar_t words[512] = L"";
-    DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS |
-                                      FORMAT_MESSAGE_MAX_WIDTH_MASK,
-                                  nullptr, code, 0, words, ARRAYSIZE(words), nullptr);
-    while (length > 0 && (IsBlank(words[length - 1]) || words[length - 1] == L'.'))
-        words[--length] = L'\0';
-    // Exceptions and statuses are known by their hexadecimal form.
-    return Format(code < 0x80000000 ? L"error %lu" : L"error 0x%08lX", code) + (length > 0 ? L": " : L"") +
-           words;
+    wchar_t text[512];
+    const DWORD units = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS |
+                                           FORMAT_MESSAGE_MAX_WIDTH_MASK,
+                                       nullptr, error, 0, text, std::size(text), nullptr);
+    // It ends with a blank in place of the line's end.
+    return std::wstring(text, units) + Format(L"(error %lu)", error);
 }
 
 std::string ToUtf8(std::wstring_view text)
