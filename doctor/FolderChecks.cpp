@@ -31,24 +31,19 @@ constexpr OrdinaryGroup OrdinaryGroups[] = {
 constexpr DWORD WriteRights = FILE_WRITE_DATA | FILE_APPEND_DATA | FILE_DELETE_CHILD | DELETE | WRITE_DAC |
                               WRITE_OWNER | GENERIC_WRITE | GENERIC_ALL;
 
-/// The ordinary groups that may change what is in the folder. An entry that denies is not weighed: at worst
-/// a group is named in vain.
-std::wstring OrdinaryWriters(PACL list)
+/// Does an entry grant the group itself a right to write? Entries that deny are not weighed: at worst a group
+/// is named in vain.
+bool MayWrite(PACL list, WELL_KNOWN_SID_TYPE group)
 {
-    if (list == nullptr)
-        return L" Everyone";
-    std::wstring writers;
     void* entry = nullptr;
-    for (DWORD index = 0; GetAce(list, index, &entry); ++index) {
+    for (DWORD index = 0; list != nullptr && GetAce(list, index, &entry); ++index) {
         auto* ace = static_cast<ACCESS_ALLOWED_ACE*>(entry);
-        if (ace->Header.AceType != ACCESS_ALLOWED_ACE_TYPE || (ace->Mask & WriteRights) == 0)
-            continue;
-        for (const OrdinaryGroup& group : OrdinaryGroups) {
-            if (IsWellKnownSid(&ace->SidStart, group.kind) && !StrStrW(writers.c_str(), group.name))
-                writers += (writers.empty() ? L" " : L", ") + std::wstring(group.name);
-        }
+        if (ace->Header.AceType == ACCESS_ALLOWED_ACE_TYPE && (ace->Mask & WriteRights) != 0 &&
+            IsWellKnownSid(&ace->SidStart, group))
+            return true;
     }
-    return writers;
+    // Without a list everybody may do everything.
+    return list == nullptr;
 }
 
 /// The end of the provider's newest log, as far as it is of interest, and the day of its last line.
@@ -103,7 +98,9 @@ constexpr LogMark LogMarks[] = {
     {L" CSample_CreateInstance :  GetDeviceVersion retry 3", L"no tile: there was no sensor", L"See the sensor's line above."},
     {L" CSample_CreateInstance :  CSample_CreateInstance 000", L"no tile: no pre-boot library, or switched off", L"See their lines above."},
     {L" CSample_CreateInstance : CSample_CreateInstance CheckPBA fail 3", L"no tile: the pre-boot check failed", L"See the pre-boot lines above."},
-    {L" CSample_CreateInstance : return", L"there was a tile, and no finger was matched", L""},
+    {L" CheckPBA :  start", L"the pre-boot check did not end", L"See the pre-boot lines above."},
+    {L" CSample_CreateInstance : return 0x0", L"there was a tile, and no finger was matched", L""},
+    {L" CSample_CreateInstance : return", L"no tile: memory was short", L""},
     {L" DeamonThread : end", L"the tile gave up: three times service or sensor failed, or nobody was enrolled", L"See the services' lines above."},
     {L" CCommandWindow::WndProc : user ", L"a finger was matched, but Windows refused its account's password", L"Enrol the finger again with the account's password of today."},
     {L" CCommandWindow::WndProc : CheckUserAndPwd return", L"a finger's account was accepted, and the logon's outcome is not told", L""},
@@ -164,14 +161,16 @@ Finding CheckFolderRights(Examination&)
             continue;
         if (status != ERROR_SUCCESS)
             return CantTell(status);
-        if (const std::wstring writers = OrdinaryWriters(list); !writers.empty())
-            open += (open.empty() ? L"" : L"; ") + std::wstring(folder) + L" may be written by" + writers;
+        for (const OrdinaryGroup& group : OrdinaryGroups) {
+            if (MayWrite(list, group.kind))
+                open += (open.empty() ? L"" : L"; ") + std::wstring(folder) + L" by " + group.name;
+        }
         LocalFree(descriptor);
     }
     if (open.empty())
         return {Outcome::Pass, L"ordinary users can't write what the provider reads or logs"};
     return {
-        Outcome::Warning, open,
+        Outcome::Warning, L"may be written: " + open,
         L"Let only administrators and SYSTEM write there: the folders hold the log and the lock-out limit, "
         L"and switch logs on."};
 }

@@ -6,6 +6,7 @@
 #include <aclapi.h>
 
 #include <algorithm>
+#include <chrono>
 #include <fstream>
 #include <iterator>
 
@@ -25,6 +26,16 @@ void WriteLog(const wchar_t* name, std::wstring_view text)
     file.write(reinterpret_cast<const char*>(text.data()), std::streamsize(text.size() * sizeof(wchar_t)));
 }
 
+/// One line as the provider writes it.
+#define LOG(text) L"11:09:37  VexaFPCredential.cpp L=232 " text L"\r\n"
+
+void WriteOlderLog()
+{
+    WriteLog(L"12-00-00.txt", LOG(L"CSample_CreateInstance : return 0x0"));
+    const fs::path file = fs::path(TextLog) / L"12-00-00.txt";
+    fs::last_write_time(file, fs::last_write_time(file) - std::chrono::hours(1));
+}
+
 void LetEverybodyWrite(const wchar_t* folder)
 {
     REQUIRE(SetNamedSecurityInfoW(const_cast<wchar_t*>(folder), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
@@ -40,9 +51,6 @@ void SetState(Machine& machine, DWORD state)
 {
     machine.simulation->services.Script(L"VexaFPService", {{state, 60000}});
 }
-
-/// One line as the provider writes it.
-#define LOG(text) L"11:09:37  VexaFPCredential.cpp L=232 " text L"\r\n"
 
 struct Row {
     void (*change)(Machine& machine);
@@ -60,7 +68,7 @@ const Row Rows[] = {
     {[](Machine&) { RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, ServerKey, L"ThreadingModel"); }, L"threading-model", Outcome::Refusal, Status::ThreadingModel, L"missing"},
     {[](Machine&) { SetText(ServerKey, L"ThreadingModel", L"Free"); }, L"threading-model", Outcome::Refusal, Status::ThreadingModel, L"\"Free\", and only"},
     {[](Machine&) { SetText(ServerKey, L"ThreadingModel", L"both"); }, L"threading-model", Outcome::Pass, Status::Offered, L"both"},
-    {[](Machine&) { RegDeleteTreeW(HKEY_LOCAL_MACHINE, ListKey); }, L"provider", Outcome::Refusal, Status::ProviderNotListed, L"not in the list"},
+    {[](Machine&) { RegDeleteTreeW(HKEY_LOCAL_MACHINE, ListKey); AnswerFromService(L"pba 0"); }, L"provider", Outcome::Refusal, Status::ProviderNotListed, L"not in the list"},
     {[](Machine&) { SetNumber(ListKey, L"Disabled", 1); }, L"provider", Outcome::Refusal, Status::ProviderDisabled, L"Delete \"Disabled\""},
     {[](Machine&) { SetText(SystemPolicy, L"ExcludedCredentialProviders", L"{0},{0ce326a8-c767-433f-82b9-601b2a27321e}"); }, L"policy", Outcome::Refusal, Status::ProviderExcluded, L"CurrentVersion"},
     {[](Machine&) { SetText(GroupPolicy, L"ExcludedCredentialProviders", CLASS_ID); }, L"policy", Outcome::Refusal, Status::ProviderExcluded, L"SOFTWARE\\Policies"},
@@ -88,12 +96,12 @@ const Row Rows[] = {
     {[](Machine&) { SetLimit(L"1", L"1"); }, L"lock-out", Outcome::Note, Status::Offered, L"after 1 matched finger,"},
     // What is left behind
     {[](Machine&) {}, L"folders", Outcome::Pass, Status::Offered, L"ordinary users can't"},
-    {[](Machine&) { LetEverybodyWrite(EventLog); }, L"folders", Outcome::Warning, Status::Offered, L"c:\\FPLog may be written by Everyone"},
+    {[](Machine&) { LetEverybodyWrite(EventLog); }, L"folders", Outcome::Warning, Status::Offered, L"may be written: c:\\FPLog by Everyone"},
     {[](Machine&) { fs::remove(TextLog); }, L"last-logon", Outcome::Skipped, Status::Offered, L"switched off"},
     {[](Machine&) { WriteLog(L"11-09-37.txt", L"11:09:3"); }, L"last-logon", Outcome::Skipped, Status::Offered, L"tells of none"},
     {[](Machine&) { WriteLog(L"11-09-37.txt", LOG(L"CSample_CreateInstance : start") LOG(L"CSample_CreateInstance :  GetDeviceVersion retry 3 times")); }, L"last-logon", Outcome::Note, Status::Offered, L"11:09:37: no tile: there was no sensor"},
     {[](Machine&) { WriteLog(L"11-09-37.txt", LOG(L"CCommandWindow::WndProc : user ReportResult : Start 0")); }, L"last-logon", Outcome::Note, Status::Offered, L"refused its account's password"},
-    {[](Machine&) { WriteLog(L"11-09-37.txt", LOG(L"CVexaFPCredential::ReportResult : Start 0 0") LOG(L"CVexaFPCredential::UnAdvise : Start")); }, L"last-logon", Outcome::Note, Status::Offered, L"logged the user on"},
+    {[](Machine&) { WriteLog(L"11-09-37.txt", LOG(L"CVexaFPCredential::ReportResult : Start 0 0") LOG(L"CVexaFPCredential::UnAdvise : Start")); WriteOlderLog(); }, L"last-logon", Outcome::Note, Status::Offered, L"logged the user on"},
     {[](Machine&) { WriteLog(L"11-09-37.txt", LOG(L"CVexaFPCredential::ReportResult : Start 0 0") LOG(L"CVexaFPCredential::ReportResult : Start C000006D 0")); }, L"last-logon", Outcome::Note, Status::Offered, L"status 0xC000006D: "},
 };
 // clang-format on
@@ -165,21 +173,25 @@ TEST_CASE("the conclusion counts what keeps a logon from succeeding, and JSON te
     AnswerFromService(L"nobody");
     Machine machine;
     SetState(machine, SERVICE_STOPPED);
+    machine.simulation.FailNext("OpenSCManagerW", ERROR_ACCESS_DENIED);
+    LetEverybodyWrite(EventLog);
     Diagnosis diagnosis = Diagnose({});
     CHECK(AsText(diagnosis).ends_with(
         L"\nA tile would be offered, but 2 things keep, or may keep, a logon from "
-        L"succeeding: VexaFPService, Enrolled fingers.\n"));
+        L"succeeding: VexaFPService, Enrolled fingers.\n"
+        L"Can't be told: vcsFPService.\n"
+        L"Not as it should be: Folders' rights.\n"));
     // Neither may spoil the object.
     diagnosis.findings.front().text = L"C:\\a \"b\"\n\xD800";
-    const auto json = nlohmann::json::parse(ToUtf8(AsJson(diagnosis)));
-    CHECK(json["verdict"] == "offered");
-    CHECK(json["status"] == 0);
-    CHECK(json["hresult"].is_null());
-    CHECK(json["attention"] == 2);
-    CHECK(json["elevated"] == true);
-    CHECK_FALSE(json["computer"].get<std::string>().empty());
+    auto json = nlohmann::json::parse(ToUtf8(AsJson(diagnosis)));
     CHECK(json["checks"].size() == AllChecks().size());
     CHECK(json["checks"][0]["text"] == "C:\\a \"b\"\n\xEF\xBF\xBD");
+    CHECK_FALSE(json["computer"].get<std::string>().empty());
+    json.erase("checks");
+    json.erase("computer");
+    json.erase("version");
+    CHECK(json == nlohmann::json::parse(R"({"elevated":true,"verdict":"offered","status":0,"reason":"offered",
+                                            "hresult":null,"attention":2,"warnings":1})"));
 }
 
 // Wine reports no device's problems: `run doctor` shows this text for want of a machine with a disabled
