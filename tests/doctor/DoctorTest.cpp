@@ -1,5 +1,14 @@
-#include "Machine.h"
+#include "CreationGate.h"
+#include "Doctor.h"
+#include "Events.h"
+#include "Module.h"
+#include "PreBootLibrary/Script.h"
 #include "Text.h"
+#include "VexaFP.h"
+#include "FitMachine/Fitness.h"
+#include "ServiceClient/ServiceControl.h"
+#include "ServiceClient/ServiceProcess.h"
+#include "unit/base/Simulation.h"
 
 #include <nlohmann/json.hpp>
 
@@ -7,10 +16,102 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
+
+namespace fs = std::filesystem;
 
 namespace {
+
+#define CLASS_ID L"{0CE326A8-C767-433F-82B9-601B2A27321E}"
+#define AUTHENTICATION LR"(SOFTWARE\Microsoft\Windows\CurrentVersion\Authentication\)"
+constexpr wchar_t ProductKey[] = LR"(SOFTWARE\VEXA\FingerPrint)";
+constexpr wchar_t ClassKey[] = LR"(SOFTWARE\Classes\CLSID\)" CLASS_ID;
+constexpr wchar_t ServerKey[] = LR"(SOFTWARE\Classes\CLSID\)" CLASS_ID LR"(\InprocServer32)";
+constexpr wchar_t ListKey[] = AUTHENTICATION LR"(Credential Providers\)" CLASS_ID;
+constexpr wchar_t FilterKey[] = AUTHENTICATION L"Credential Provider Filters";
+constexpr wchar_t SystemPolicy[] = LR"(SOFTWARE\Microsoft\Windows\CurrentVersion\Policies\System)";
+constexpr wchar_t GroupPolicy[] = LR"(SOFTWARE\Policies\Microsoft\Windows\System)";
+constexpr wchar_t TextLog[] = L"C:\\CPLog";
+constexpr wchar_t EventLog[] = L"c:\\FPLog";
+
+ServiceClient::ServiceProcess g_service;
+
+fs::path OwnFolder()
+{
+    wchar_t path[MAX_PATH] = L"";
+    GetModuleFileNameW(nullptr, path, MAX_PATH);
+    return fs::path(path).parent_path();
+}
+
+void SetText(const wchar_t* key, const wchar_t* value, const std::wstring& text)
+{
+    REQUIRE(RegSetKeyValueW(HKEY_LOCAL_MACHINE, key, value, REG_SZ, text.c_str(),
+                            DWORD((text.size() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS);
+}
+
+void SetNumber(const wchar_t* key, const wchar_t* value, DWORD number)
+{
+    REQUIRE(RegSetKeyValueW(HKEY_LOCAL_MACHINE, key, value, REG_DWORD, &number, sizeof number) ==
+            ERROR_SUCCESS);
+}
+
+/// The gate never frees the library, and while it is loaded another can't take its place.
+void UnloadLibrary()
+{
+    while (const HMODULE library = GetModuleHandleW(L"vcsWavePba.dll"))
+        FreeLibrary(library);
+}
+
+/// Starts the service where none runs.
+void AnswerFromService(const wchar_t* command)
+{
+    REQUIRE((g_service.IsRunning() || g_service.Start()));
+    REQUIRE(ServiceClient::TellOk(command));
+}
+
+/// A registered provider on a fit machine whose logs are switched on.
+struct Machine {
+    Machine() : simulation(Group::Clock | Group::Devices | Group::Failures | Group::Services | Group::Texts)
+    {
+        Clear();
+        REQUIRE(fit.emplace().IsFit());
+        SetText(ServerKey, nullptr, (OwnFolder() / "VexaFPCredentialProvider.dll").wstring());
+        SetText(ServerKey, L"ThreadingModel", L"Apartment");
+        SetText(ListKey, nullptr, L"FingerPrint");
+        fs::create_directory(TextLog);
+        fs::create_directory(EventLog);
+        simulation->clock.sleepScale = 0.01;
+        simulation->services.Script(L"vcsFPService", {{SERVICE_RUNNING, 0}});
+        simulation->services.Script(L"VexaFPService", {{SERVICE_RUNNING, 0}});
+    }
+    ~Machine()
+    {
+        Clear();
+        if (g_service.IsRunning())
+            ServiceClient::TellOk(L"reset");
+    }
+    static void Clear()
+    {
+        UnloadLibrary();
+        FitMachine::RemovePreBootLibrary();
+        // Also the sensor that a run of the logon leaves plugged in.
+        RegDeleteTreeW(HKEY_LOCAL_MACHINE, LR"(System\CurrentControlSet\Enum\USB\VID_138A&PID_0010)");
+        for (const wchar_t* key : {ClassKey, ListKey, FilterKey})
+            RegDeleteTreeW(HKEY_LOCAL_MACHINE, key);
+        RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, ProductKey, L"Enable");
+        for (const wchar_t* key : {SystemPolicy, GroupPolicy})
+            RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key, L"ExcludedCredentialProviders");
+        std::error_code error;
+        for (const wchar_t* path : {TextLog, EventLog, LR"(C:\Users\Public\VEXA\FingerPrint\config.ini)"})
+            fs::remove_all(path, error);
+    }
+
+    Simulation simulation;
+    std::optional<FitMachine::Scope> fit;
+};
 
 void SetLimit(const wchar_t* enable, const wchar_t* count)
 {
@@ -52,7 +153,7 @@ void SetState(Machine& machine, DWORD state)
     machine.simulation->services.Script(L"VexaFPService", {{state, 60000}});
 }
 
-struct Row {
+struct FindingRow {
     void (*change)(Machine& machine);
     const wchar_t* check;
     Outcome outcome;
@@ -62,7 +163,7 @@ struct Row {
 };
 
 // clang-format off
-const Row Rows[] = {
+const FindingRow FindingRows[] = {
     // LogonUI
     {[](Machine&) { RegDeleteTreeW(HKEY_LOCAL_MACHINE, ClassKey); }, L"class", Outcome::Refusal, Status::ClassMissing, L"no InprocServer32"},
     {[](Machine&) { RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, ServerKey, L"ThreadingModel"); }, L"threading-model", Outcome::Refusal, Status::ThreadingModel, L"missing"},
@@ -115,7 +216,7 @@ const Finding& FindingOf(const Diagnosis& diagnosis, std::wstring_view key)
 TEST_CASE("each check tells what it finds")
 {
     AnswerFromService(L"reset");
-    for (const Row& row : Rows) {
+    for (const FindingRow& row : FindingRows) {
         Machine machine;
         row.change(machine);
         const Diagnosis diagnosis = Diagnose({.askLibrary = row.status == Status::Offered});
@@ -206,6 +307,158 @@ TEST_CASE("a disabled sensor is told")
           text.npos);
     CHECK(text.ends_with(L"No tile: the sensor is disabled (the logon screen is told 0x80004001).\n"
                          L"What to do: Enable the device in the device manager.\n"));
+}
+
+/// What a program that changes nothing leaves as it is: keys with their times and counts, files of the places
+/// that the product knows. Wine's own services write to none of them.
+std::map<std::wstring, ULONGLONG> TakeTraces()
+{
+    std::map<std::wstring, ULONGLONG> traces;
+    for (const wchar_t* path :
+         {ProductKey, LR"(SOFTWARE\WOW6432Node\VEXA\FingerPrint)", ClassKey, ServerKey, ListKey, FilterKey,
+          SystemPolicy, GroupPolicy, LR"(SOFTWARE\Fingerprint Simulator\PreBoot)",
+          LR"(System\CurrentControlSet\Enum\USB\VID_138A&PID_0010\Simulated)"}) {
+        RegistryKey key;
+        RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, key.Put());
+        DWORD keys = 0;
+        DWORD values = 0;
+        ULARGE_INTEGER time{};
+        RegQueryInfoKeyW(key.Get(), nullptr, nullptr, nullptr, &keys, nullptr, nullptr, &values, nullptr,
+                         nullptr, nullptr, reinterpret_cast<FILETIME*>(&time));
+        traces[path + std::to_wstring(keys) + L' ' + std::to_wstring(values)] = time.QuadPart;
+    }
+    for (const wchar_t* folder : {L"C:\\", TextLog, EventLog, LR"(C:\Users\Public\VEXA\FingerPrint)"}) {
+        std::error_code error;
+        for (const fs::directory_entry& entry : fs::directory_iterator(folder, error))
+            traces[entry.path().wstring()] = entry.is_directory() ? 0 : entry.file_size();
+    }
+    return traces;
+}
+
+void SetMark()
+{
+    SetEvent(FitMachine::OpenPreBootMark().Get());
+}
+
+void Lack(const wchar_t* function)
+{
+    REQUIRE(FitMachine::InstallPreBootLibrary(function));
+}
+
+void SwitchOffInLibrary()
+{
+    PreBootLibrary::Script script;
+    script.enabled = 0;
+    REQUIRE(PreBootLibrary::Store(script));
+}
+
+struct VerdictRow {
+    std::string what;
+    void (*change)(Machine& machine);
+    Status status;
+    /// Without running the library's code.
+    Status unasked;
+};
+
+constexpr auto Unchanged = [](Machine&) {};
+
+// clang-format off
+const VerdictRow VerdictRows[] = {
+    {"fit",                 Unchanged,                                              Status::Offered,        Status::Offered},
+    {"no sensor",           [](Machine&) { FitMachine::PullOut(); },                   Status::NoSensor,       Status::NoSensor},
+    {"another product",     [](Machine&) { FitMachine::PullOut(); FitMachine::PlugIn(L"0011"); }, Status::NoSensor, Status::NoSensor},
+    {"disabled",            [](Machine& m) { m.simulation->devices.problem = 22; }, Status::SensorDisabled, Status::SensorDisabled},
+    {"another problem",     [](Machine& m) { m.simulation->devices.problem = 43; }, Status::Offered,        Status::Offered},
+    {"no library",          [](Machine&) { FitMachine::RemovePreBootLibrary(); },      Status::LibraryMissing, Status::LibraryMissing},
+    {"switched off",        [](Machine&) { FitMachine::SetSwitch(0); },                Status::SwitchedOff,    Status::SwitchedOff},
+    {"never switched on",   [](Machine&) { FitMachine::SetSwitch({}); },               Status::SwitchedOff,    Status::SwitchedOff},
+    {"in the wrong view",   [](Machine&) { FitMachine::SetSwitch({}); SetNumber(ProductKey, L"Enable", 1); }, Status::WrongView, Status::WrongView},
+    {"no open",             [](Machine&) { Lack(L"open"); },                        Status::ExportMissing,  Status::ExportMissing},
+    {"no enabled",          [](Machine&) { Lack(L"enabled"); },                     Status::ExportMissing,  Status::ExportMissing},
+    {"no close",            [](Machine&) { Lack(L"close"); },                       Status::ExportMissing,  Status::ExportMissing},
+    {"no creds",            [](Machine&) { Lack(L"creds"); },                       Status::Offered,        Status::Offered},
+    {"a damaged library",   [](Machine&) { std::ofstream(fs::path(LR"(c:\windows\system32\vcsWavePba.dll)")) << "MZ, or not"; }, Status::LibraryUnfit, Status::LibraryUnfit},
+    {"library no",          [](Machine&) { SwitchOffInLibrary(); },                 Status::Offered,        Status::Offered},
+    {"service no",          [](Machine&) { AnswerFromService(L"pba 0"); },          Status::Offered,        Status::LibraryDecides},
+    {"both no",             [](Machine&) { SwitchOffInLibrary(); AnswerFromService(L"pba 2"); }, Status::ServiceRefuses, Status::LibraryDecides},
+    {"marked, service yes", [](Machine&) { SwitchOffInLibrary(); SetMark(); },      Status::Offered,        Status::Offered},
+    {"marked, service no",  [](Machine&) { SetMark(); AnswerFromService(L"pba 0"); }, Status::ServiceRefuses, Status::ServiceRefuses},
+};
+const VerdictRow RowsWithoutService[] = {
+    {"gone",                Unchanged,                                              Status::Offered,            Status::LibraryDecides},
+    {"gone, library no",    [](Machine&) { SwitchOffInLibrary(); },                 Status::ServiceUnreachable, Status::LibraryDecides},
+    {"gone, marked",        [](Machine&) { SetMark(); },                            Status::ServiceUnreachable, Status::ServiceUnreachable},
+};
+// clang-format on
+
+/// Nothing on the machine differs after the doctor's look at it.
+void CheckUntouched(Machine& machine, Status expected, bool traces)
+{
+    const auto before = traces ? TakeTraces() : std::map<std::wstring, ULONGLONG>();
+    const bool marked = machine.fit->IsChecked();
+    machine.simulation->recorder.calls.clear();
+    machine.simulation->services.opens.clear();
+    CHECK(Diagnose({}).status == expected);
+    const WindowsModel::State state = machine.simulation.windows.Snapshot();
+    if (traces)
+        CHECK(TakeTraces() == before);
+    CHECK(machine.fit->IsChecked() == marked);
+    CHECK(OpenEventA(SYNCHRONIZE, FALSE, STR_CREDENTIAL_SERVICE) == nullptr);
+    CHECK(state.texts.events.empty());
+    CHECK(GetModuleHandleW(L"vcsWavePba.dll") == nullptr);
+    for (const char* function : {"CreateEventA", "CreateEventW", "SetEvent", "RegCreateKeyExW",
+                                 "RegSetValueExW", "WritePrivateProfileStringW"}) {
+        CAPTURE(function);
+        CHECK(state.recorder.Count(function) == 0);
+    }
+    CHECK(state.services.opens.size() == 4);
+    for (const WindowsModel::ServiceOpen& open : state.services.opens)
+        CHECK(open.access == (open.service.empty() ? SC_MANAGER_CONNECT : SERVICE_QUERY_STATUS));
+}
+
+void CompareWithGate(std::span<const VerdictRow> rows)
+{
+    for (const VerdictRow& row : rows) {
+        CAPTURE(row.what);
+        Machine machine;
+        row.change(machine);
+        CheckUntouched(machine, row.unasked, &row == &rows.front() || &row == &rows.back());
+        const Diagnosis diagnosis = Diagnose({.askLibrary = true});
+        CHECK(diagnosis.status == row.status);
+        UnloadLibrary();
+        const HRESULT gate = PassCreationGate();
+        CHECK(Describe(diagnosis.status).result == gate);
+        if (SUCCEEDED(gate))
+            ReleaseCredentialServiceEvent();
+    }
+}
+
+void ForService(const char* function)
+{
+    const auto call = reinterpret_cast<LONG(WINAPI*)(HANDLE)>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), function)));
+    const KernelHandle process(OpenProcess(PROCESS_SUSPEND_RESUME, FALSE, g_service.Id()));
+    REQUIRE(call(process.Get()) == 0);
+}
+
+// The last case of all, for Wine's RPC runtime may not find a service again once it has missed one.
+TEST_CASE(
+    "the verdict is the gate's, nothing is changed, and a service that hangs or is gone holds nobody up")
+{
+    AnswerFromService(L"reset");
+    CompareWithGate(VerdictRows);
+    {
+        Machine machine;
+        SetMark();
+        ForService("NtSuspendProcess");
+        CHECK(Diagnose({.patience = 300}).status == Status::ServiceSilent);
+        ForService("NtResumeProcess");
+        // The call that was left to itself ends with its binding.
+        for (int wait = 0; wait < 500 && g_hFPBinding != nullptr; ++wait)
+            WindowsModel::RealSleep(10);
+    }
+    g_service.Kill();
+    CompareWithGate(RowsWithoutService);
 }
 
 } // namespace
