@@ -67,14 +67,6 @@ constexpr Check Checks[] = {
 };
 // clang-format on
 
-std::wstring ComputerName()
-{
-    wchar_t name[MAX_COMPUTERNAME_LENGTH + 1] = L"";
-    DWORD units = ARRAYSIZE(name);
-    GetComputerNameW(name, &units);
-    return name;
-}
-
 } // namespace
 
 std::span<const StatusInfo> AllStatuses()
@@ -118,7 +110,10 @@ Finding LookBounded(const Check& check, Examination& examination)
 Diagnosis Diagnose(const Choices& choices)
 {
     Diagnosis diagnosis;
-    diagnosis.computer = ComputerName();
+    wchar_t computer[MAX_COMPUTERNAME_LENGTH + 1] = L"";
+    DWORD units = ARRAYSIZE(computer);
+    GetComputerNameW(computer, &units);
+    diagnosis.computer = computer;
     diagnosis.elevated = IsUserAnAdmin() != FALSE;
     Examination examination{.choices = choices};
     for (const Check& check : Checks)

@@ -1,5 +1,4 @@
 #include "Doctor.h"
-#include "Handle.h"
 #include "Text.h"
 
 #include <aclapi.h>
@@ -7,7 +6,11 @@
 #include <shlwapi.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
+#include <ctime>
+#include <cwchar>
+#include <io.h>
 #include <string_view>
 
 namespace {
@@ -49,36 +52,31 @@ bool MayWrite(PACL list, WELL_KNOWN_SID_TYPE group)
 /// The end of the provider's newest log, as far as it is of interest, and the day of its last line.
 std::wstring ReadLog(std::wstring& day)
 {
-    constexpr DWORD most = 1024 * 1024;
-    WIN32_FIND_DATAW entry{};
-    WIN32_FIND_DATAW newest{};
-    const HANDLE search = FindFirstFileW(LOG_FOLDER LR"(\??-??-??.txt)", &entry);
-    if (search == INVALID_HANDLE_VALUE)
+    constexpr long most = 1024 * 1024;
+    _wfinddata64_t entry{};
+    _wfinddata64_t newest{};
+    const intptr_t search = _wfindfirst64(LOG_FOLDER LR"(\??-??-??.txt)", &entry);
+    if (search == -1)
         return {};
     do {
-        if (CompareFileTime(&entry.ftLastWriteTime, &newest.ftLastWriteTime) > 0)
+        if (entry.time_write > newest.time_write)
             newest = entry;
-    } while (FindNextFileW(search, &entry));
-    FindClose(search);
-    SYSTEMTIME utc{};
-    SYSTEMTIME local{};
-    FileTimeToSystemTime(&newest.ftLastWriteTime, &utc);
-    SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local);
-    day = Format(L"%04u-%02u-%02u", local.wYear, local.wMonth, local.wDay);
+    } while (_wfindnext64(search, &entry) == 0);
+    _findclose(search);
+    wchar_t date[16] = L"";
+    if (const std::tm* local = _localtime64(&newest.time_write))
+        std::wcsftime(date, ARRAYSIZE(date), L"%Y-%m-%d", local);
+    day = date;
 
-    const HANDLE opened = CreateFileW((LOG_FOLDER L"\\" + std::wstring(newest.cFileName)).c_str(),
-                                      GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                      nullptr, OPEN_EXISTING, 0, nullptr);
-    if (opened == INVALID_HANDLE_VALUE)
+    std::FILE* const file = _wfopen((LOG_FOLDER L"\\" + std::wstring(newest.name)).c_str(), L"rb");
+    if (file == nullptr)
         return {};
-    const KernelHandle file(opened);
+    std::fseek(file, 0, SEEK_END);
     // An even place: there are whole units from there on.
-    if (const DWORD size = GetFileSize(file.Get(), nullptr); size > most)
-        SetFilePointer(file.Get(), static_cast<LONG>((size - most) & ~1U), nullptr, FILE_BEGIN);
+    std::fseek(file, std::max(std::ftell(file) - most, 0L) & ~1L, SEEK_SET);
     std::wstring text(most / sizeof(wchar_t), L'\0');
-    DWORD read = 0;
-    ReadFile(file.Get(), text.data(), most, &read, nullptr);
-    text.resize(read / sizeof(wchar_t));
+    text.resize(std::fread(text.data(), sizeof(wchar_t), text.size(), file));
+    std::fclose(file);
     return text;
 }
 

@@ -60,34 +60,30 @@ std::wstring Locate(std::wstring path)
     return units > 0 && units < MAX_PATH ? found : path;
 }
 
-struct ModuleHandlePolicy {
-    using Type = HMODULE;
-    static Type Invalid() { return nullptr; }
-    static void Close(Type module) { FreeLibrary(module); }
-};
-using ModuleHandle = UniqueResource<ModuleHandlePolicy>;
-
 constexpr wchar_t Reinstall[] = L"Install the product again, or run its registration as administrator.";
 
 } // namespace
 
 DllFile LookIntoDll(const std::wstring& path, std::initializer_list<const char*> functions)
 {
-    const ModuleHandle module(LoadLibraryExW(path.c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES));
-    if (!module)
+    const HMODULE module = LoadLibraryExW(path.c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES);
+    if (module == nullptr)
         return {L"can't be loaded by a 64-bit program: " + ErrorText(GetLastError())};
-    const auto* base = reinterpret_cast<const BYTE*>(module.Get());
-    const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS64*>(
-        base + reinterpret_cast<const IMAGE_DOS_HEADER*>(base)->e_lfanew);
-    if (headers->FileHeader.Machine != IMAGE_FILE_MACHINE_AMD64)
-        return {Format(L"is made for another processor (machine 0x%04X)", headers->FileHeader.Machine)};
-    if ((headers->FileHeader.Characteristics & IMAGE_FILE_DLL) == 0)
-        return {L"is a program, not a DLL"};
+    const auto* base = reinterpret_cast<const BYTE*>(module);
+    const IMAGE_FILE_HEADER header = reinterpret_cast<const IMAGE_NT_HEADERS64*>(
+                                         base + reinterpret_cast<const IMAGE_DOS_HEADER*>(base)->e_lfanew)
+                                         ->FileHeader;
+    DllFile file;
+    if (header.Machine != IMAGE_FILE_MACHINE_AMD64)
+        file.unfit = Format(L"is made for another processor (machine 0x%04X)", header.Machine);
+    else if ((header.Characteristics & IMAGE_FILE_DLL) == 0)
+        file.unfit = L"is a program, not a DLL";
     for (const char* name : functions) {
-        if (GetProcAddress(module.Get(), name) == nullptr)
-            return {{}, name};
+        if (file.lacking == nullptr && GetProcAddress(module, name) == nullptr)
+            file.lacking = name;
     }
-    return {};
+    FreeLibrary(module);
+    return file;
 }
 
 Finding CheckClass(Examination& examination)

@@ -1,6 +1,5 @@
 #include "Device.h"
 #include "Doctor.h"
-#include "Handle.h"
 #include "Text.h"
 
 #include <cfgmgr32.h>
@@ -8,13 +7,6 @@
 #include <shlwapi.h>
 
 namespace {
-
-struct DeviceInfoSetPolicy {
-    using Type = HDEVINFO;
-    static Type Invalid() { return INVALID_HANDLE_VALUE; }
-    static void Close(Type set) { SetupDiDestroyDeviceInfoList(set); }
-};
-using DeviceInfoSet = UniqueResource<DeviceInfoSetPolicy>;
 
 /// A device of the sensor's vendor.
 struct VendorDevice {
@@ -33,19 +25,20 @@ bool IsSensor(const wchar_t* id)
 VendorDevice FindVendorDevice()
 {
     VendorDevice found{};
-    const DeviceInfoSet devices(
-        SetupDiGetClassDevsW(nullptr, nullptr, nullptr, DIGCF_PRESENT | DIGCF_ALLCLASSES));
+    // Without a list there is nothing to enumerate.
+    const HDEVINFO devices =
+        SetupDiGetClassDevsW(nullptr, nullptr, nullptr, DIGCF_PRESENT | DIGCF_ALLCLASSES);
     SP_DEVINFO_DATA device{};
     device.cbSize = sizeof device;
-    for (DWORD index = 0; devices && SetupDiEnumDeviceInfo(devices.Get(), index, &device); ++index) {
+    for (DWORD index = 0; SetupDiEnumDeviceInfo(devices, index, &device); ++index) {
         VendorDevice next{};
-        SetupDiGetDeviceRegistryPropertyW(devices.Get(), &device, SPDRP_HARDWAREID, nullptr,
+        SetupDiGetDeviceRegistryPropertyW(devices, &device, SPDRP_HARDWAREID, nullptr,
                                           reinterpret_cast<BYTE*>(next.id), sizeof next.id - sizeof(wchar_t),
                                           nullptr);
         if (StrStrIW(next.id, LR"(USB\VID_138A)") == nullptr || (IsSensor(found.id) && !IsSensor(next.id)))
             continue;
         wchar_t driver[256] = L"";
-        next.hasDriver = SetupDiGetDeviceRegistryPropertyW(devices.Get(), &device, SPDRP_DRIVER, nullptr,
+        next.hasDriver = SetupDiGetDeviceRegistryPropertyW(devices, &device, SPDRP_DRIVER, nullptr,
                                                            reinterpret_cast<BYTE*>(driver), sizeof driver,
                                                            nullptr) != FALSE;
         ULONG status = 0;
@@ -54,6 +47,7 @@ VendorDevice FindVendorDevice()
         if (IsSensor(next.id) && next.hasDriver)
             break;
     }
+    SetupDiDestroyDeviceInfoList(devices);
     return found;
 }
 

@@ -202,7 +202,7 @@ const FindingRow FindingRows[] = {
     {[](Machine&) { WriteLog(L"11-09-37.txt", L"11:09:3"); }, L"last-logon", Outcome::Skipped, Status::Offered, L"tells of none"},
     {[](Machine&) { WriteLog(L"11-09-37.txt", LOG(L"CSample_CreateInstance : start") LOG(L"CSample_CreateInstance :  GetDeviceVersion retry 3 times")); }, L"last-logon", Outcome::Note, Status::Offered, L"11:09:37: no tile: there was no sensor"},
     {[](Machine&) { WriteLog(L"11-09-37.txt", LOG(L"CCommandWindow::WndProc : user ReportResult : Start 0")); }, L"last-logon", Outcome::Note, Status::Offered, L"refused its account's password"},
-    {[](Machine&) { WriteLog(L"11-09-37.txt", LOG(L"CVexaFPCredential::ReportResult : Start 0 0") LOG(L"CVexaFPCredential::UnAdvise : Start")); WriteOlderLog(); }, L"last-logon", Outcome::Note, Status::Offered, L"logged the user on"},
+    {[](Machine&) { WriteLog(L"11-09-37.txt", std::wstring(600001, L'x') + L"\r\n" LOG(L"CVexaFPCredential::ReportResult : Start 0 0") LOG(L"CVexaFPCredential::UnAdvise : Start")); WriteOlderLog(); }, L"last-logon", Outcome::Note, Status::Offered, L"logged the user on"},
     {[](Machine&) { WriteLog(L"11-09-37.txt", LOG(L"CVexaFPCredential::ReportResult : Start 0 0") LOG(L"CVexaFPCredential::ReportResult : Start C000006D 0")); }, L"last-logon", Outcome::Note, Status::Offered, L"status 0xC000006D: "},
 };
 // clang-format on
