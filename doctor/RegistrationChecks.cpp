@@ -4,6 +4,7 @@
 
 #include <shlwapi.h>
 
+#include <cwchar>
 #include <optional>
 
 namespace {
@@ -29,10 +30,12 @@ constexpr DWORD OtherView = RRF_SUBKEY_WOW6432KEY;
 /// An expandable text comes expanded.
 std::optional<std::wstring> ReadText(HKEY root, const wchar_t* key, const wchar_t* value, DWORD view)
 {
-    wchar_t text[4096] = L"";
-    DWORD bytes = sizeof text;
-    if (RegGetValueW(root, key, value, RRF_RT_REG_SZ | view, nullptr, text, &bytes) != ERROR_SUCCESS)
+    // A policy's list of classes may be long.
+    std::wstring text(64 * 1024, L'\0');
+    auto bytes = static_cast<DWORD>(text.size() * sizeof(wchar_t));
+    if (RegGetValueW(root, key, value, RRF_RT_REG_SZ | view, nullptr, text.data(), &bytes) != ERROR_SUCCESS)
         return std::nullopt;
+    text.resize(std::wcslen(text.c_str()));
     return text;
 }
 

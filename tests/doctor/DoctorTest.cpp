@@ -172,7 +172,7 @@ const FindingRow FindingRows[] = {
     {[](Machine&) { RegDeleteTreeW(HKEY_LOCAL_MACHINE, ListKey); AnswerFromService(L"pba 0"); }, L"provider", Outcome::Refusal, Status::ProviderNotListed, L"not in the list"},
     {[](Machine&) { SetNumber(ListKey, L"Disabled", 1); }, L"provider", Outcome::Refusal, Status::ProviderDisabled, L"Delete \"Disabled\""},
     {[](Machine&) { SetText(SystemPolicy, L"ExcludedCredentialProviders", L"{0},{0ce326a8-c767-433f-82b9-601b2a27321e}"); }, L"policy", Outcome::Refusal, Status::ProviderExcluded, L"CurrentVersion"},
-    {[](Machine&) { SetText(GroupPolicy, L"ExcludedCredentialProviders", CLASS_ID); }, L"policy", Outcome::Refusal, Status::ProviderExcluded, L"SOFTWARE\\Policies"},
+    {[](Machine&) { SetText(GroupPolicy, L"ExcludedCredentialProviders", std::wstring(5000, L',') + CLASS_ID); }, L"policy", Outcome::Refusal, Status::ProviderExcluded, L"SOFTWARE\\Policies"},
     {[](Machine&) { SetText(AUTHENTICATION LR"(Credential Provider Filters\{1})", nullptr, L"Ours\x1B"); }, L"filters", Outcome::Attention, Status::Offered, LR"("{1}" "Ours\x1b")"},
     {[](Machine&) { SetText(AUTHENTICATION LR"(Credential Provider Filters\{ddc0eed2-adbe-40b6-a217-ede16a79a0de})", nullptr, L"GenericFilter"); }, L"filters", Outcome::Pass, Status::Offered, L"none but"},
     {[](Machine&) { ServeFrom(LR"(C:\nowhere\Provider.dll)"); }, L"dll", Outcome::Refusal, Status::DllMissing, L"there is no file"},
