@@ -29,7 +29,7 @@ make_fit() {
 
 # Wine ends services a second after the last ordinary program: this one waits for input that does not come.
 keep_services() {
-    coproc keeper { cd "$build" && exec wine cmd >/dev/null 2>&1; }
+    coproc { cd "$build" && exec wine cmd >/dev/null 2>&1; }
 }
 
 # judge STATUS EXPECTED

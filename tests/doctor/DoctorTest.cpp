@@ -228,7 +228,7 @@ TEST_CASE("each check tells what it finds")
         CHECK(finding.outcome == row.outcome);
         CHECK(told.find(ToUtf8(row.part)) != std::string::npos);
         // Services are looked at once.
-        CHECK(machine.simulation->clock.Sleeps().empty());
+        CHECK(machine.simulation->recorder.Count("Sleep") == 0);
     }
     fs::remove(OwnFolder() / "doctor_tests.bin");
 }
