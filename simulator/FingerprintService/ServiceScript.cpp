@@ -40,13 +40,13 @@ long Number(const std::wstring& word)
 }
 
 /// The word at that place, if there is one, from 1 to `most`.
-long Count(const Words& words, size_t at, const wchar_t* what, long most, long usual)
+long Count(const Words& words, size_t at, long most, long usual, const wchar_t* orElse = L"")
 {
     if (at >= words.size())
         return usual;
     const std::optional<long> count = ParseNumber(words[at]);
     if (!count || *count < 1 || *count > most)
-        throw Refusal{Format(L"%s is no %s; it is 1 to %ld", Quoted(words[at]).c_str(), what, most)};
+        throw Refusal{Format(L"%s is not 1 to %ld%s", Quoted(words[at]).c_str(), most, orElse)};
     return *count;
 }
 
@@ -96,7 +96,7 @@ void QueueCode(Locked& state, long code, const Words& words, size_t at)
 {
     const bool forever = at < words.size() && words[at] == L"forever";
     Queue(state, {code, {}, forever, {}},
-          forever ? 1 : Count(words, at, L"count and not forever", MostAnswers, 1));
+          forever ? 1 : Count(words, at, MostAnswers, 1, L" or forever"));
 }
 
 /// One line a call, in order of arrival; docs in README.md.
@@ -182,10 +182,10 @@ constexpr Command Commands[] = {
      L"replies once so many calls (1) were received since the last clear, refuses after the time (10000 ms)",
      [](Locked& state, const Words& words, Reply& reply) {
          const int opnum = Opnum(words[1]);
-         const auto wanted = static_cast<size_t>(Count(words, 2, L"count", LONG_MAX, 1));
+         const auto wanted = static_cast<size_t>(Count(words, 2, LONG_MAX, 1));
          const auto received = [&] { return state->Received(opnum); };
          state.Wait([&] { return state->closing || received() >= wanted; },
-                    Count(words, 3, L"time in ms", LongestWait, DefaultWait));
+                    Count(words, 3, LongestWait, DefaultWait));
          if (received() < wanted)
              throw Refusal{Format(L"only %Iu calls in time", received())};
          reply.text = Format(L"ok %Iu calls\n", received());
