@@ -25,14 +25,6 @@ KernelHandle CreateInstance()
                                    LongestCommand, LongestCommand, 0, nullptr));
 }
 
-std::string ReplyBytes(const Reply& reply)
-{
-    std::string bytes = ToUtf8(reply.text);
-    if (bytes.size() > ServiceClient::LongestReply)
-        bytes = "error the reply is too long; clear now and then\n";
-    return bytes;
-}
-
 // Started by Accept, argument the pipe instance of a client, which it closes; serves one command and ends.
 // ServiceState::commandsUnderWay counts these threads.
 DWORD WINAPI Serve(void* instance)
@@ -42,14 +34,16 @@ DWORD WINAPI Serve(void* instance)
     DWORD count = 0;
     if (ReadFile(pipe.Get(), line.data(), LongestCommand, &count, nullptr)) {
         const Reply reply = Execute(FromUtf8(std::string_view(line).substr(0, count)));
-        const std::string bytes = ReplyBytes(reply);
+        std::string bytes = ToUtf8(reply.text);
+        if (bytes.size() > ServiceClient::LongestReply)
+            bytes = "error the reply is too long; clear now and then\n";
         WriteFile(pipe.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr);
         // The process may end only when the client has read the reply.
         FlushFileBuffers(pipe.Get());
         Locked state;
         state->quit = state->quit || reply.after == After::Quit;
         if (reply.after == After::Die && !state->blocked.empty())
-            state->Die();
+            Die();
         state->script.dieAtNextCapture = state->script.dieAtNextCapture || reply.after == After::Die;
     }
     --Locked()->commandsUnderWay;
@@ -79,8 +73,7 @@ DWORD WINAPI Accept(void* first)
         else if (connected)
             --Locked()->commandsUnderWay;
         else
-            Sleep(RetryPause); // A client that was gone at once, or no more resources: neither ends the
-                               // service.
+            Sleep(RetryPause); // a client that was gone at once, or no resources: neither ends the service
         pipe = std::move(next);
     }
 }

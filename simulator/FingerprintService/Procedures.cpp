@@ -176,7 +176,7 @@ LONG Service_IdentifyEnroll(FP_RECORD record)
 {
     Locked state;
     if (state->script.dieAtNextCapture)
-        state->Die();
+        Die();
     std::optional<CaptureAnswer> answer;
     // Blocked first, noted second: who has seen the call in the journal can rely on a stop reaching it.
     state->blocked.push_back(&answer);

@@ -95,8 +95,7 @@ void Queue(Locked& state, const CaptureAnswer& answer, long times = 1)
 void QueueCode(Locked& state, long code, const Words& words, size_t at)
 {
     const bool forever = at < words.size() && words[at] == L"forever";
-    Queue(state, {code, {}, forever, {}},
-          forever ? 1 : Count(words, at, MostAnswers, 1, L" or forever"));
+    Queue(state, {code, {}, forever, {}}, forever ? 1 : Count(words, at, MostAnswers, 1, L" or forever"));
 }
 
 /// One line a call, in order of arrival; docs in README.md.

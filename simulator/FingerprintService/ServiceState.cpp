@@ -61,10 +61,8 @@ void ServiceState::AnswerBlocked(long code)
     blocked.clear();
 }
 
-void ServiceState::Die() const
+void Die()
 {
-    if (lastWords)
-        lastWords();
     TerminateProcess(GetCurrentProcess(), ERROR_PROCESS_ABORTED);
     // Termination of the own process may be carried out a moment later; nothing may be answered until then.
     while (true)

@@ -55,8 +55,6 @@ struct ServiceState {
     unsigned commandsUnderWay = 0;
     bool quit = false;    ///< the process is to end
     bool closing = false; ///< it does: no command is taken any more, and no call blocks
-    /// Runs right before a scripted death.
-    void (*lastWords)() = nullptr;
 
     std::shared_ptr<JournalEntry> Begin(int opnum, std::wstring arguments = {});
     void End(JournalEntry& entry);
@@ -66,9 +64,10 @@ struct ServiceState {
     /// never takes the finger away, nor the other way round.
     void MatchAnswers();
     void AnswerBlocked(long code);
-    /// Ends the process without any clean-up.
-    [[noreturn]] void Die() const;
 };
+
+/// Ends the process without any clean-up.
+[[noreturn]] void Die();
 
 /// The one state of this process, for as long as this lives. The state itself is never destroyed: when the
 /// process ends, a thread of the RPC runtime or of the control pipe may still be in it.

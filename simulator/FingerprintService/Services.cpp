@@ -39,13 +39,6 @@ void ReportStatus(DWORD state, DWORD exitCode = NO_ERROR)
     SetServiceStatus(g_status, &status);
 }
 
-// Windows' manager notices at once when a service's process is gone. Not every manager does, so a scripted
-// death reports what would be found.
-void ReportDeath()
-{
-    ReportStatus(SERVICE_STOPPED, ERROR_PROCESS_ABORTED);
-}
-
 DWORD WINAPI OnControl(DWORD code, DWORD, void*, void*)
 {
     switch (code) {
@@ -67,7 +60,6 @@ void WINAPI ServiceMain(DWORD, wchar_t**)
     if (!g_status)
         return;
     ReportStatus(SERVICE_START_PENDING);
-    Locked()->lastWords = ReportDeath;
     FingerprintServer server;
     const DWORD error = wcscmp(g_name, FingerprintService) == 0 ? server.Start() : ERROR_SUCCESS;
     if (error == ERROR_SUCCESS) {

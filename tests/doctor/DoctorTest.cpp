@@ -270,14 +270,6 @@ TEST_CASE("paths and quotes survive in the JSON object")
     CHECK(json.find(LR"("text":"C:\\a \"b\"\u000a\ud800")") != std::wstring::npos);
 }
 
-void ForService(const char* function)
-{
-    const auto call = reinterpret_cast<LONG(WINAPI*)(HANDLE)>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), function)));
-    const KernelHandle process(OpenProcess(PROCESS_SUSPEND_RESUME, FALSE, g_service.Id()));
-    REQUIRE(call(process.Get()) == 0);
-}
-
 // Last, for Wine's RPC runtime may not find a service again once it has missed one.
 TEST_CASE("a service that hangs or is gone holds nobody up")
 {
@@ -285,9 +277,9 @@ TEST_CASE("a service that hangs or is gone holds nobody up")
     {
         Machine machine;
         machine.SetMark();
-        ForService("NtSuspendProcess");
+        REQUIRE(g_service.Suspend());
         CHECK(Diagnose({.patience = 300}).status == Status::ServiceSilent);
-        ForService("NtResumeProcess");
+        REQUIRE(g_service.Resume());
         // The call that was left to itself ends with its binding.
         for (int wait = 0; wait < 500 && g_hFPBinding != nullptr; ++wait)
             WindowsModel::RealSleep(10);
