@@ -76,7 +76,7 @@ UserRecord RawRecord(const Words& words)
     for (size_t i = 1; i < words.size(); ++i)
         hex += words[i];
     UserRecord record = {};
-    if (hex.size() % 2 != 0 || hex.size() / 2 > sizeof(record) ||
+    if (hex.empty() || hex.size() % 2 != 0 || hex.size() / 2 > sizeof(record) ||
         hex.find_first_not_of(L"0123456789abcdefABCDEF") != std::wstring::npos)
         throw Refusal{L"not 1 to 386 bytes in hexadecimal"};
     for (size_t i = 0; i < hex.size(); i += 2)
@@ -98,7 +98,7 @@ void QueueCode(Locked& state, long code, const Words& words, size_t at)
     Queue(state, {code, {}, forever, {}}, forever ? 1 : Count(words, at, MostAnswers, 1, L" or forever"));
 }
 
-/// One line a call, in order of arrival; docs in README.md.
+/// One line a call, in order of arrival; README.md describes it.
 std::wstring Report(const Locked& state)
 {
     std::wstring lines;
