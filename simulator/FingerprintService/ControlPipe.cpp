@@ -34,9 +34,7 @@ DWORD WINAPI Serve(void* instance)
     DWORD count = 0;
     if (ReadFile(pipe.Get(), line.data(), LongestCommand, &count, nullptr)) {
         const Reply reply = Execute(FromUtf8(std::string_view(line).substr(0, count)));
-        std::string bytes = ToUtf8(reply.text);
-        if (bytes.size() > ServiceClient::LongestReply)
-            bytes = "error the reply is too long; clear now and then\n";
+        const std::string bytes = ToUtf8(reply.text);
         WriteFile(pipe.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr);
         // The process may end only when the client has read the reply.
         FlushFileBuffers(pipe.Get());

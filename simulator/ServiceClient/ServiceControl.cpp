@@ -1,6 +1,7 @@
 #include "ServiceClient/ServiceControl.h"
 
 #include "Text.h"
+#include "base/Handle.h"
 
 #include <cstdint>
 
@@ -9,6 +10,21 @@ namespace {
 
 constexpr DWORD RetryPause = 20;
 constexpr size_t LongestFullHex = 16;
+
+KernelHandle Open(DWORD patience)
+{
+    const ULONGLONG deadline = GetTickCount64() + patience;
+    while (true) {
+        const HANDLE pipe =
+            CreateFileW(ControlPipeName, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+        if (pipe != INVALID_HANDLE_VALUE)
+            return KernelHandle(pipe);
+        // Absent while the service starts, busy for the moment between two clients: both pass.
+        if (GetTickCount64() >= deadline)
+            return {};
+        Sleep(RetryPause);
+    }
+}
 
 /// Takes the text up to `separator` off the front.
 std::wstring Take(std::wstring_view& text, std::wstring_view separator)
@@ -43,23 +59,19 @@ ReportedCall ParseCall(std::wstring_view line)
 
 std::optional<std::wstring> Tell(std::wstring_view command, DWORD patience)
 {
-    std::string request = ToUtf8(command);
-    std::string reply(LongestReply, '\0');
-    const ULONGLONG deadline = GetTickCount64() + patience;
-    while (true) {
-        DWORD bytes = 0;
-        if (CallNamedPipeW(ControlPipeName, request.data(), static_cast<DWORD>(request.size()), reply.data(),
-                           LongestReply, &bytes, RetryPause))
-            return FromUtf8(std::string_view(reply).substr(0, bytes));
-        // Absent while the service starts, busy for the moment between two clients: both pass. After any
-        // other error the command may have been carried out, so it is not sent a second time.
-        const DWORD error = GetLastError();
-        const bool neverSent =
-            error == ERROR_FILE_NOT_FOUND || error == ERROR_PIPE_BUSY || error == ERROR_SEM_TIMEOUT;
-        if (!neverSent || GetTickCount64() >= deadline)
-            return std::nullopt;
-        Sleep(RetryPause);
-    }
+    const KernelHandle pipe = Open(patience);
+    const std::string request = ToUtf8(command);
+    DWORD count = 0;
+    // Once the request is out it may have been carried out, so it is not sent a second time.
+    if (!pipe || !WriteFile(pipe.Get(), request.data(), static_cast<DWORD>(request.size()), &count, nullptr))
+        return std::nullopt;
+    std::string reply;
+    char part[4096];
+    while (ReadFile(pipe.Get(), part, sizeof(part), &count, nullptr))
+        reply.append(part, count);
+    if (reply.empty())
+        return std::nullopt;
+    return FromUtf8(reply);
 }
 
 bool IsOk(std::wstring_view reply)

@@ -11,9 +11,9 @@
 
 namespace ServiceClient {
 
-/// The service listens here. A command is one message of UTF-8, its reply another; no reply is longer.
+/// The service listens here. A command is one message of UTF-8, the reply all that follows until the service
+/// closes.
 constexpr wchar_t ControlPipeName[] = LR"(\\.\pipe\VexaFPServiceControl)";
-constexpr DWORD LongestReply = 4 * 1024 * 1024;
 
 constexpr DWORD DefaultPatience = 3000;
 
