@@ -433,14 +433,6 @@ void CompareWithGate(std::span<const VerdictRow> rows)
     }
 }
 
-void ForService(const char* function)
-{
-    const auto call = reinterpret_cast<LONG(WINAPI*)(HANDLE)>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), function)));
-    const KernelHandle process(OpenProcess(PROCESS_SUSPEND_RESUME, FALSE, g_service.Id()));
-    REQUIRE(call(process.Get()) == 0);
-}
-
 // The last case of all, for Wine's RPC runtime may not find a service again once it has missed one.
 TEST_CASE(
     "the verdict is the gate's, nothing is changed, and a service that hangs or is gone holds nobody up")
@@ -450,9 +442,9 @@ TEST_CASE(
     {
         Machine machine;
         SetMark();
-        ForService("NtSuspendProcess");
+        REQUIRE(g_service.Suspend());
         CHECK(Diagnose({.patience = 300}).status == Status::ServiceSilent);
-        ForService("NtResumeProcess");
+        REQUIRE(g_service.Resume());
         // The call that was left to itself ends with its binding.
         for (int wait = 0; wait < 500 && g_hFPBinding != nullptr; ++wait)
             WindowsModel::RealSleep(10);

@@ -113,6 +113,18 @@ TEST_CASE("CaptureStop from another thread frees a blocked identification")
     CHECK(identification.result == ERROR_CANCELLED);
 }
 
+TEST_CASE("the service's reset frees an identification that ignores the stop")
+{
+    const BoundService service;
+    REQUIRE(ServiceClient::TellOk(L"ignore-stop on"));
+    const Identification identification;
+    RPCAPI::CaptureStop();
+    CHECK_FALSE(identification.Ended(50));
+    REQUIRE(ServiceClient::TellOk(L"reset"));
+    REQUIRE(identification.Ended(10000));
+    CHECK(identification.result == ERROR_CANCELLED);
+}
+
 TEST_SUITE_BEGIN("service loss");
 
 TEST_CASE("each named function raises again, under its own name, what its call raised")

@@ -1,5 +1,4 @@
 #include "Service.h"
-#include "ServiceClient/Rendering.h"
 #include "Text.h"
 
 #include <algorithm>

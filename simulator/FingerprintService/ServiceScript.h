@@ -8,8 +8,12 @@
 enum class After { Nothing, Quit, Die };
 
 struct Reply {
-    std::wstring text; ///< first line "ok", "ok DETAIL" or "error REASON"; every line ends with a line feed
+    std::wstring text =
+        L"ok\n"; ///< first line "ok", "ok DETAIL" or "error REASON"; every line ends with a line feed
     After after = After::Nothing;
 };
 
 Reply Execute(std::wstring_view line);
+
+/// The commands, also for who finds no service to ask.
+std::wstring ScriptHelp();

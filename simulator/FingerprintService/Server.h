@@ -1,13 +1,16 @@
-// The service as a whole, however its process was started: the RPC endpoint and the control pipe.
+// The service as a whole, however its process was started: the interface on ncalrpc:[VexaFP], and the control
+// pipe.
 #pragma once
 
 #include "ControlPipe.h"
-#include "RpcEndpoint.h"
 #include "base/Handle.h"
 
 /// Start and Stop belong on one thread, the owner of the mutex.
 class FingerprintServer {
 public:
+    FingerprintServer() = default;
+    FingerprintServer(const FingerprintServer&) = delete;
+    FingerprintServer& operator=(const FingerprintServer&) = delete;
     ~FingerprintServer() { Stop(); }
 
     /// ERROR_SUCCESS once the endpoint answers. ERROR_SERVICE_ALREADY_RUNNING when another process serves it.
@@ -17,6 +20,6 @@ public:
 
 private:
     KernelHandle m_only;
-    RpcEndpoint m_endpoint;
+    bool m_registered = false;
     ControlPipe m_control;
 };
