@@ -71,7 +71,7 @@ std::function<void()> At(size_t sleep, Action action)
 
 bool StartAnew()
 {
-    return ServiceProcess().Start();
+    return g_service.Start();
 }
 
 std::vector<DWORD> Times(size_t count, DWORD milliseconds)
@@ -114,7 +114,7 @@ TEST_CASE("the probes tell whether the service answers, and the sensor's state")
         REQUIRE(ServiceClient::TellOk(L"pba " + std::to_wstring(state)));
         CHECK(CheckDeviceIsEnable() == state);
     }
-    ServiceProcess().Kill();
+    g_service.Kill();
     CHECK(CheckDeviceIsEnable() == -1);
     UnbindFPService();
     ImportHooks hooks(GetModuleHandleW(nullptr));
@@ -137,10 +137,10 @@ TEST_CASE("waiting for service and sensor, each up to its last attempt")
     CHECK(Wait(At(4, enable)) == 0);
     CHECK(g_observed.sleeps == Times(4, 200));
 
-    ServiceProcess().Kill();
+    g_service.Kill();
     CHECK(Wait(At(10, StartAnew)) == -1);
     CHECK(g_observed.sleeps == Times(10, 300));
-    ServiceProcess().Kill();
+    g_service.Kill();
     CHECK(Wait(At(9, StartAnew)) == 0);
     CHECK(g_observed.sleeps == Times(9, 300));
 }

@@ -1,18 +1,13 @@
 #include "Account.h"
 
+#include "SehGuard.h"
 #include "Simulation.h"
 
 #include <oleauto.h>
 
 #include <optional>
 
-// The C++ library's macros of these names would turn the guard below into a C++ one.
-#undef __try
-#undef __catch
-
 namespace {
-
-using WindowsModel::ImportHooks;
 
 struct Logon {
     std::optional<std::wstring> domain;
@@ -38,14 +33,13 @@ BOOL WINAPI ScriptedLogon(const wchar_t* user, const wchar_t* domain, const wcha
 
 /// An active session on the computer "Simulated-PC".
 struct LogonSimulation : Simulation {
-    LogonSimulation() : Simulation(Group::Accounts | Group::Session), own(GetModuleHandleW(nullptr))
+    LogonSimulation() : Simulation(Group::Accounts | Group::Session)
     {
         (*this)->accounts.computerName = L"Simulated-PC";
-        REQUIRE(own.Replace("LogonUserExW", ScriptedLogon) == ImportHooks::Result::Replaced);
+        Replace("LogonUserExW", ScriptedLogon);
         g_logons.clear();
         g_logonErrors.clear();
     }
-    ImportHooks own;
 };
 
 TEST_CASE("an account is tried here, then under its domain")
@@ -69,6 +63,9 @@ TEST_CASE("an account is tried here, then under its domain")
         {"other",                     L"Corp",         WTSActive,       {},           1, {{L"Corp", 2}}},
         {"other, restricted",         L"Corp",         WTSActive,       {1327},       1, {{L"Corp", 2}}},
         {"other, wrong",              L"Corp",         WTSActive,       {1326},       0, {{L"Corp", 2}}},
+        {"other, outside its hours",  L"Corp",         WTSActive,       {1328},       0, {{L"Corp", 2}}},
+        {"other, expired",            L"Corp",         WTSActive,       {1330},       0, {{L"Corp", 2}}},
+        {"other, disabled",           L"Corp",         WTSActive,       {1331},       0, {{L"Corp", 2}}},
         {"no domain",                 nullptr,         WTSActive,       {},           1, {{std::nullopt, 2}}},
         {"empty domain",              L"",             WTSActive,       {1326},       0, {{L"", 2}}},
         {"local, away",               L"simulated-pc", WTSDisconnected, {},           1, {{Here, 2}}},
@@ -100,46 +97,31 @@ TEST_CASE("an account is tried here, then under its domain")
     CHECK(g_logons == std::vector<Logon>{{L"Corp", 2}});
 }
 
-BSTR(WINAPI* g_allocate)(const OLECHAR*);
-void(WINAPI* g_free)(BSTR);
-int g_untilFailure;
-int g_liveStrings;
-
-BSTR WINAPI AllocateSome(const OLECHAR* text)
-{
-    if (--g_untilFailure < 0)
-        return nullptr;
-    ++g_liveStrings;
-    return g_allocate(text);
-}
-
-void WINAPI CountingFree(BSTR text)
-{
-    g_liveStrings -= text != nullptr ? 1 : 0;
-    g_free(text);
-}
-
-DWORD ExceptionOfCheck()
-{
-    DWORD code = 0;
-    __try {
-        CheckUserAndPwd(L"Anna", L"Secret", L"Corp");
-    } __except (code = GetExceptionCode(), EXCEPTION_EXECUTE_HANDLER) {
-    }
-    return code;
-}
-
 TEST_CASE("without memory for its strings the check raises and leaks nothing")
 {
+    static decltype(&SysAllocString) allocate;
+    static decltype(&SysFreeString) free;
+    static int untilFailure, liveStrings;
     LogonSimulation simulation;
-    REQUIRE(simulation.own.Replace("SysAllocString", AllocateSome, &g_allocate) ==
-            ImportHooks::Result::Replaced);
-    REQUIRE(simulation.own.Replace("SysFreeString", CountingFree, &g_free) == ImportHooks::Result::Replaced);
+    simulation.Replace(
+        "SysAllocString",
+        +[](const OLECHAR* text) -> BSTR {
+            return --untilFailure < 0 ? nullptr : (++liveStrings, allocate(text));
+        },
+        &allocate);
+    simulation.Replace(
+        "SysFreeString",
+        +[](BSTR text) {
+            liveStrings -= text != nullptr ? 1 : 0;
+            free(text);
+        },
+        &free);
     for (const int allocations : {0, 1, 2}) {
         CAPTURE(allocations);
-        g_untilFailure = allocations;
-        CHECK(ExceptionOfCheck() == (allocations < 2 ? 0x8007000E : 0));
-        CHECK(g_liveStrings == 0);
+        untilFailure = allocations;
+        CHECK(Guarded([] { CheckUserAndPwd(L"Anna", L"Secret", L"Corp"); }).code ==
+              (allocations < 2 ? 0x8007000E : 0));
+        CHECK(liveStrings == 0);
         CHECK(g_logons.size() == (allocations < 2 ? 0 : 1));
     }
 }
