@@ -57,34 +57,18 @@ struct TaskMemory : Simulation {
     static inline int left;
 };
 
-void Append(Bytes& bytes, ULONGLONG value, int size)
-{
-    for (; size > 0; --size, value >>= 8)
-        bytes.push_back(BYTE(value));
-}
-
-/// The block for an account, written down field by field.
+/// The block for an account: message type, three texts by length, room and offset, logon id, then the texts.
 Bytes Packed(DWORD messageType, const std::wstring& password)
 {
-    constexpr DWORD padding = Unwritten * 0x01010101U;
-    const std::wstring texts[] = {Domain, User, password};
-    Bytes bytes;
-    Append(bytes, messageType, 4);
-    Append(bytes, padding, 4);
-    ULONGLONG offset = 64;
-    for (const std::wstring& text : texts) {
-        Append(bytes, 2 * text.size(), 2);
-        Append(bytes, 2 * text.size(), 2);
-        Append(bytes, padding, 4);
-        Append(bytes, offset, 8);
-        offset += 2 * text.size();
-    }
-    Append(bytes, 0, 8);
-    for (const std::wstring& text : texts) {
-        for (const wchar_t unit : text)
-            Append(bytes, unit, 2);
-    }
-    return bytes;
+    constexpr DWORD gap = Unwritten * 0x01010101U;
+    const DWORD bytes = DWORD(2 * password.size());
+    const DWORD fixed[] = {messageType,         gap, 0x40004, gap, 64, 0, 0x60006, gap, 68, 0,
+                           bytes << 16 | bytes, gap, 74,      0,   0,  0};
+    const std::wstring texts = Domain + (User + password);
+    Bytes packed(sizeof fixed + 2 * texts.size());
+    std::memcpy(packed.data(), fixed, sizeof fixed);
+    std::memcpy(packed.data() + sizeof fixed, texts.data(), 2 * texts.size());
+    return packed;
 }
 
 TEST_CASE("the packed logon, byte by byte")

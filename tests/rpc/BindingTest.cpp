@@ -1,22 +1,10 @@
 #include "Service.h"
-#include "WindowsModel/ImportHooks.h"
+#include "unit/base/Simulation.h"
 
 #include <functional>
 #include <vector>
 
 namespace {
-
-using WindowsModel::ImportHooks;
-
-struct Hooks : ImportHooks {
-    Hooks() : ImportHooks(GetModuleHandleW(nullptr)) {}
-
-    template <class Function>
-    void Set(const char* name, Function* replacement, Function** original = nullptr)
-    {
-        REQUIRE(Replace(name, replacement, original) == Result::Replaced);
-    }
-};
 
 decltype(&Sleep) g_sleep;
 std::vector<DWORD> g_sleeps;
@@ -30,8 +18,8 @@ int Wait(size_t sleep = 0, std::function<bool()> action = {})
         if (g_sleeps.size() == sleep)
             REQUIRE(action());
     };
-    Hooks hooks;
-    hooks.Set(
+    Simulation hooks;
+    hooks.Replace(
         "Sleep",
         +[](DWORD milliseconds) {
             if (g_onSleep == nullptr)
@@ -57,10 +45,10 @@ TEST_CASE("a binding is made anew by each call, and freed once")
     static int stringsFreed, bindingsFreed;
     static decltype(&RpcStringFreeW) freeString;
     static decltype(&RpcBindingFree) freeBinding;
-    Hooks hooks;
-    hooks.Set(
+    Simulation hooks;
+    hooks.Replace(
         "RpcStringFreeW", +[](RPC_WSTR* text) { return ++stringsFreed, freeString(text); }, &freeString);
-    hooks.Set(
+    hooks.Replace(
         "RpcBindingFree", +[](RPC_BINDING_HANDLE* binding) { return ++bindingsFreed, freeBinding(binding); },
         &freeBinding);
     UnbindFPService();
@@ -91,8 +79,8 @@ TEST_CASE("the probes tell whether the service answers, and the sensor's state")
     g_service.Kill();
     CHECK(CheckDeviceIsEnable() == -1);
     UnbindFPService();
-    Hooks hooks;
-    hooks.Set(
+    Simulation hooks;
+    hooks.Replace(
         "RpcBindingFromStringBindingW",
         +[](RPC_WSTR, RPC_BINDING_HANDLE*) -> RPC_STATUS { return RPC_S_INVALID_STRING_BINDING; });
     CHECK(BindFPService() == RPC_S_INVALID_STRING_BINDING);

@@ -1,16 +1,14 @@
 // Every procedure of the interface: its number and types, its call, and what a failure of the call raises.
 #include "SehGuard.h"
 #include "Service.h"
-#include "WindowsModel/ImportHooks.h"
 #include "base/Handle.h"
+#include "unit/base/Simulation.h"
 
 #include <climits>
 #include <cstring>
 #include <numeric>
 
 namespace {
-
-using WindowsModel::ImportHooks;
 
 /// What a call is given to write to. A record's bytes count upwards.
 struct Buffers {
@@ -142,8 +140,8 @@ TEST_CASE("what the stubs tell the RPC runtime")
 
     // Client and simulated service come from one definition: a changed order or type would escape them both.
     BindFPService();
-    ImportHooks hooks(GetModuleHandleW(nullptr));
-    REQUIRE(hooks.Replace("NdrClientCall2", SeeCall) == ImportHooks::Result::Replaced);
+    Simulation hooks;
+    hooks.Replace("NdrClientCall2", SeeCall);
     for (byte opnum = 0; opnum < 32; ++opnum) {
         CAPTURE(opnum);
         Buffers buffers;
@@ -246,8 +244,8 @@ void WINAPI NoteRaise(DWORD code, DWORD flags, DWORD count, const ULONG_PTR* arg
 
 void CheckEveryFunction(DWORD code)
 {
-    ImportHooks hooks(GetModuleHandleW(nullptr));
-    REQUIRE(hooks.Replace("RaiseException", NoteRaise, &g_raise) == ImportHooks::Result::Replaced);
+    Simulation hooks;
+    hooks.Replace("RaiseException", NoteRaise, &g_raise);
     for (const Procedure& procedure : Procedures) {
         if (procedure.name == nullptr)
             continue;
