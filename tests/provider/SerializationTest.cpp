@@ -32,11 +32,13 @@ struct TaskMemory : Simulation {
     explicit TaskMemory(Group groups, int allocations = -1) : Simulation(groups)
     {
         blocks.clear();
+        unwiped = 0;
         left = allocations;
         Replace("CoTaskMemAlloc", Allocate);
         Replace(
             "CoTaskMemFree", +[](void* block) {
                 CHECK((block == nullptr || blocks.erase(block) == 1));
+                unwiped += block != nullptr && *static_cast<const wchar_t*>(block) != 0;
                 HeapFree(GetProcessHeap(), 0, block);
             });
         Replace(
@@ -55,6 +57,7 @@ struct TaskMemory : Simulation {
     }
     static inline std::set<void*> blocks;
     static inline int left;
+    static inline int unwiped; ///< blocks freed with a text in them
 };
 
 /// The block for an account: message type, three texts by length, room and offset, logon id, then the texts.
@@ -100,6 +103,7 @@ TEST_CASE("the packed logon, byte by byte")
         REQUIRE(PackLogon(Domain, User, row.password.c_str(), row.scenario, &block, &size) == S_OK);
         CHECK(Bytes(block, block + size) == Packed(row.messageType, row.packed));
         CHECK(simulation.blocks.size() == 1);
+        CHECK(simulation.unwiped == 0); // copies of the password
         CoTaskMemFree(block);
         CHECK(simulation->credentials.protects.size() == row.protects);
         for (const WindowsModel::ProtectCall& call : simulation.windows.Snapshot().credentials.protects)

@@ -36,37 +36,31 @@ TEST_CASE("narrow texts stand centred under the image, wide ones end ten pixels 
     }
 }
 
-struct Crowd {
-    Rundown rundown;
-    volatile LONG inside = 0;
-    volatile LONG visits = 0;
-};
-
-DWORD WINAPI VisitUntilClosed(void* argument)
-{
-    auto& crowd = *static_cast<Crowd*>(argument);
-    for (;;) {
-        const RundownScope scope(crowd.rundown);
-        if (!scope)
-            return 0;
-        InterlockedIncrement(&crowd.inside);
-        SwitchToThread();
-        InterlockedIncrement(&crowd.visits);
-        InterlockedDecrement(&crowd.inside);
-    }
-}
-
 TEST_CASE("closing waits for all who are inside and lets nobody in afterwards")
 {
+    struct Crowd {
+        Rundown rundown;
+        std::atomic<int> inside, visits;
+    };
+    const auto visitUntilClosed = [](void* argument) -> DWORD {
+        auto& crowd = *static_cast<Crowd*>(argument);
+        while (const RundownScope scope{crowd.rundown}) {
+            ++crowd.inside;
+            SwitchToThread();
+            ++crowd.visits;
+            --crowd.inside;
+        }
+        return 0;
+    };
     for (int round = 0; round < 20; ++round) {
         Crowd crowd;
         std::array<KernelHandle, 4> threads;
         for (KernelHandle& thread : threads)
-            thread.Reset(CreateThread(nullptr, 0, VisitUntilClosed, &crowd, 0, nullptr));
+            thread.Reset(CreateThread(nullptr, 0, visitUntilClosed, &crowd, 0, nullptr));
         while (crowd.visits < 50)
             Sleep(1);
         REQUIRE(crowd.rundown.Close(10000));
-        const LONG visits = crowd.visits;
+        const int visits = crowd.visits;
         CHECK(crowd.inside == 0);
         for (const KernelHandle& thread : threads)
             REQUIRE(WaitForSingleObject(thread.Get(), 10000) == WAIT_OBJECT_0);

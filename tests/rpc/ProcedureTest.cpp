@@ -201,30 +201,6 @@ TEST_CASE("all 32 procedures: arguments reach the service, results and outputs c
 
 namespace {
 
-/// An identification on a thread of its own.
-struct Identification {
-    Buffers buffers;
-    long result = 0;
-    SehResult guarded{};
-    KernelHandle thread;
-
-    Identification() : thread(CreateThread(nullptr, 0, Run, this, 0, nullptr))
-    {
-        REQUIRE(ServiceClient::TellOk(L"wait IdentifyEnroll"));
-    }
-    ~Identification() { WaitForSingleObject(thread.Get(), INFINITE); }
-    bool Ended(DWORD milliseconds) const
-    {
-        return WaitForSingleObject(thread.Get(), milliseconds) == WAIT_OBJECT_0;
-    }
-    static DWORD WINAPI Run(void* parameter)
-    {
-        auto* const self = static_cast<Identification*>(parameter);
-        self->guarded = Guarded([&] { self->result = RPCAPI::IdentifyEnroll(self->buffers.record); });
-        return 0;
-    }
-};
-
 struct Raise {
     DWORD code;
     DWORD flags;
@@ -263,17 +239,6 @@ void CheckEveryFunction(DWORD code)
 
 } // namespace
 
-TEST_CASE("CaptureStop from another thread frees a blocked identification")
-{
-    const BoundService service;
-    const Identification identification;
-    CHECK_FALSE(identification.Ended(50));
-    RPCAPI::CaptureStop();
-    REQUIRE(identification.Ended(10000));
-    CHECK_FALSE(identification.guarded.raised);
-    CHECK(identification.result == ERROR_CANCELLED);
-}
-
 TEST_SUITE_BEGIN("service loss");
 
 TEST_CASE("each named function raises again, under its own name, what its call raised")
@@ -291,13 +256,18 @@ TEST_CASE("each named function raises again, under its own name, what its call r
 TEST_CASE("a service that dies in mid-call raises; its successor is reached after binding again")
 {
     const BoundService service;
-    {
-        const Identification identification;
-        REQUIRE(ServiceClient::TellOk(L"die"));
-        REQUIRE(identification.Ended(10000));
-        CHECK(identification.guarded.raised);
-        CHECK(identification.guarded.code == RPC_S_CALL_FAILED);
-    }
+    static SehResult guarded;
+    const auto identify = [](void*) -> DWORD {
+        Buffers buffers;
+        guarded = Guarded([&] { RPCAPI::IdentifyEnroll(buffers.record); });
+        return 0;
+    };
+    const KernelHandle thread(CreateThread(nullptr, 0, identify, nullptr, 0, nullptr));
+    REQUIRE(ServiceClient::TellOk(L"wait IdentifyEnroll"));
+    REQUIRE(ServiceClient::TellOk(L"die"));
+    REQUIRE(WaitForSingleObject(thread.Get(), 10000) == WAIT_OBJECT_0);
+    CHECK(guarded.raised);
+    CHECK(guarded.code == RPC_S_CALL_FAILED);
     REQUIRE(g_service.WaitForEnd(10000));
     CHECK(ConnectFPService() == 0);
     REQUIRE(g_service.Start());

@@ -163,4 +163,25 @@ TEST_CASE("every failure of the encryption provider gives nothing")
     CHECK(DecryptText(base64, Phrase) == L"A");
 }
 
+TEST_CASE("a decrypted text does not stay on the stack")
+{
+    static const volatile wchar_t* work;
+    static decltype(&CryptDecrypt) decrypt;
+    Simulation simulation;
+    simulation.Replace(
+        "CryptDecrypt",
+        +[](HCRYPTKEY key, HCRYPTHASH hash, BOOL last, DWORD flags, BYTE* data, DWORD* bytes) {
+            work = reinterpret_cast<const wchar_t*>(data);
+            return decrypt(key, hash, last, flags, data, bytes);
+        },
+        &decrypt);
+    const std::wstring base64 = Base64Of(Vectors[5]);
+    const std::wstring text = DecryptText(base64, Phrase);
+    unsigned left = 0; // looked at before any other call writes there
+    for (unsigned i = 0; i < 200; ++i)
+        left += work[i] == static_cast<wchar_t>(i * 121 + 0x41);
+    CHECK(text == Text(200));
+    CHECK(left == 0);
+}
+
 } // namespace
