@@ -17,6 +17,7 @@ import zlib
 NIGHT_TOP, NIGHT_BOTTOM = (30, 41, 92), (11, 14, 38)
 SCREEN_TOP, SCREEN_BOTTOM = (11, 14, 38), (15, 17, 45)  # the logon screen around the prompt
 RING_WIDTH = 2.0
+KEY = (255, 0, 255)  # what the prompt window does not show
 COOL = ((94, 234, 212), (96, 165, 250), (167, 139, 250))  # ridge colours from top to bottom
 LEAF_TOP, LEAF_BOTTOM = (16, 106, 88), (4, 41, 48)
 LEAF = ((236, 253, 245), (167, 243, 208), (94, 234, 176))
@@ -193,11 +194,12 @@ def tile():
 
 
 def enlarged(rows, size):
-    """The rows as GDI+ draws them at that size: between neighbours, from the top left corner on."""
+    """The rows as GDI+ draws them at that size: between neighbours, from the top left corner on. Right and bottom edge
+    are drawn between the last pixel and what is beyond it, the colour key."""
     step = len(rows) / size
-    at = [(int(i * step), min(int(i * step) + 1, len(rows) - 1), i * step % 1) for i in range(size)]
-    lines = [[mix(row[i], row[j], t) for i, j, t in at] for row in rows]
-    return [[mix(a, b, t) for a, b in zip(lines[i], lines[j])] for i, j, t in at]
+    at = [(int(i * step), i * step % 1) for i in range(size)]
+    lines = [[mix(line[i], line[i + 1], t) for i, t in at] for line in (row + [KEY] for row in rows)] + [[KEY] * size]
+    return [[mix(a, b, t) for a, b in zip(lines[i], lines[i + 1])] for i, t in at]
 
 
 def reduced(canvas, size):

@@ -6,9 +6,7 @@ export WINEARCH=win64
 export WINEDEBUG=-all
 # No Mono or Gecko downloads, no desktop entries.
 export WINEDLLOVERRIDES='mscoree=;mshtml=;winemenubuilder.exe='
-# Wine's GDI+ smooths text even where one bit per pixel is asked for. On the colour-keyed prompt window that mixes with
-# the key colour; with full hinting the strokes lie on whole pixels and hardly anything is left to smooth.
-export FREETYPE_PROPERTIES=truetype:interpreter-version=35
+export FONTCONFIG_FILE=$root/tools/fonts.conf
 
 screen_pid=
 
