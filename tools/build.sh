@@ -23,8 +23,9 @@ build_targets() {
         cmake --preset release
     fi
     steps=$(ninja -C "$build" -n "$@" | grep -c '^\[' || true)
-    # 183 steps took 3 minutes of two cores.
-    say "Building: $steps steps$( ((steps < 20)) || echo ", about $((steps * 2 / $(nproc))) seconds if nothing else runs")"
+    ((steps)) || return 0
+    # On two cores 183 steps took 3 minutes.
+    say "Building, $steps steps$( ((steps < 20)) || echo ": about $((steps * 2 / $(nproc))) seconds if nothing else runs")"
     cmake --build --preset release --parallel "$(nproc)" ${1+--target "$@"}
 }
 

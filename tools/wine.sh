@@ -64,7 +64,9 @@ start_wine() {
     local mark=$WINEPREFIX/finished
     at_exit stop_wine
     stop_wine
-    cmp -s "$mark" <(prefix_ingredients) && return
+    if [[ -e $mark ]] && cmp -s "$mark" <(prefix_ingredients); then
+        return
+    fi
     make_prefix
     prefix_ingredients >"$mark"
 }
