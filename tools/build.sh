@@ -24,8 +24,8 @@ build_targets() {
     fi
     steps=$(ninja -C "$build" -n "$@" | grep -c '^\[' || true)
     ((steps)) || return 0
-    # On two cores 183 steps took 3 minutes.
-    say "Building, $steps steps$( ((steps < 20)) || echo ": about $((steps * 2 / $(nproc))) seconds if nothing else runs")"
+    # A step takes about a second of one core.
+    say "Building: $steps steps$( ((steps < 20)) || echo ", about $((steps / $(nproc))) seconds if nothing else runs")"
     cmake --build --preset release --parallel "$(nproc)" ${1+--target "$@"}
 }
 

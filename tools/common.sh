@@ -28,9 +28,10 @@ has_options() {
 usage() {
     local name
     printf 'Usage: ./run WORD [OPTION...]\n\n'
-    for name in "${words[@]}" help; do
-        printf '  %-9s%s\n' "$name" "${word_summaries[$name]-"this list; the options of a word: help WORD, or WORD --help"}"
+    for name in "${words[@]}"; do
+        printf '  %-9s%s\n' "$name" "${word_summaries[$name]}"
     done
+    printf '  %-9s%s\n' help 'this list, or with a word its options, as does WORD --help'
 }
 
 word_usage() {

@@ -19,8 +19,8 @@ help_logon() {
 
 --unlock and --language go with each other and with one of the rest.
 
-Known limits of the pictures: Wine does not shape Arabic, so its letters stand apart. The prompt is 12 pixels high on
-every screen, and is cut where it is wider than its window of 400 pixels, as some French and Spanish ones are.
+Wine does not shape Arabic: its letters stand apart, and from left to right. The prompt is 12 pixels high on every
+screen, and cut where it is wider than its window of 400 pixels, as some French and Spanish ones are.
 END
 }
 
@@ -113,7 +113,8 @@ raise_prompt_window() {
 # Where the pure white text of the prompt stands, as WIDTHxHEIGHT+X+Y in a band at the prompt window's place; nothing
 # else there is as bright. Empty if there is none.
 prompt_place() {
-    convert "$1" -crop 400x30+880+98 +repage -fill black +opaque white -format '%[fx:maxima] %@' info: | sed -n 's/^1 //p'
+    convert "$1" -crop 400x30+880+98 +repage -fill black +opaque white -format '%[fx:maxima] %@' info: |
+        sed -n 's/^1 //p'
 }
 
 picture_file() {
