@@ -113,7 +113,7 @@ raise_prompt_window() {
 # Where the pure white text of the prompt stands, as WIDTHxHEIGHT+X+Y in a band at the prompt window's place; nothing
 # else there is as bright. Empty if there is none.
 prompt_place() {
-    convert "$1" -crop 400x30+880+98 +repage -fill black +opaque white -format '%[fx:maxima] %@' info: |
+    convert "$1" -crop 400x30+880+98 +repage -fill black +opaque white -format '%[fx:maxima] %@' info: 2>/dev/null |
         sed -n 's/^1 //p'
 }
 
@@ -129,9 +129,10 @@ take_picture() {
     import -silent -window root -quality 61 "$1" || fail_logon "The screenshot $1 could not be taken."
 }
 
-# picture_of_prompt [NAME]: a screenshot on which the prompt is to be seen.
+# picture_of_prompt [NAME]: a screenshot on which the prompt is to be seen, to its end. Its beginning is cut where it is
+# wider than the window, whose text ends 10 pixels from the right edge or before.
 picture_of_prompt() {
-    local file attempt place=
+    local file attempt place='' width left cut=''
     file=$(picture_file "${1-}")
     for attempt in 1 2 3 4 5; do
         raise_prompt_window
@@ -141,15 +142,10 @@ picture_of_prompt() {
     done
     [[ $place ]] ||
         fail_logon "The prompt is not to be seen on the screenshot $file, nor on $((attempt - 1)) before it."
-    echo "Screenshot: $file$(prompt_cut "$place")"
-}
-
-# prompt_cut PLACE: where the window's edge cuts the text. It ends 10 pixels before the right edge, or before that.
-prompt_cut() {
-    local width left
-    IFS=x+ read -r width _ left _ <<<"$1"
-    ((left + width <= 395)) || fail_logon "The prompt is cut at the right."
-    ((left > 3)) || echo ", where the prompt is cut at the left: it is wider than its window"
+    IFS=x+ read -r width _ left _ <<<"$place"
+    ((left + width <= 395)) || fail_logon "The end of the prompt is cut on the screenshot $file."
+    ((left > 3)) || cut=", where the beginning of the prompt is cut: it is wider than its window"
+    echo "Screenshot: $file$cut"
 }
 
 # picture_of_refusal: what the screen says instead of a tile; it is small, so that its brightness decides.
