@@ -2,6 +2,9 @@
 # Why is there no tile? The doctor's answer on the fit machine and on unfit ones, against the one that is known to be
 # right.
 
+word doctor "why is there no tile? Doctor.exe's answers on a fit machine and on unfit ones" \
+    "${build_packages[@]}" "${wine_packages[@]}"
+
 class='{0CE326A8-C767-433F-82B9-601B2A27321E}'
 class_key="HKLM\\SOFTWARE\\Classes\\CLSID\\$class"
 list_key="HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Providers\\$class"
@@ -104,7 +107,6 @@ diagnose_usage() {
 }
 
 run_doctor() {
-    (($# == 0)) || die "\"doctor\" has no options."
     build_all
     start_windows
     variant=plain
