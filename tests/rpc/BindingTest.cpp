@@ -11,7 +11,7 @@ std::vector<DWORD> g_sleeps;
 std::function<void()> g_onSleep; // its own sleeps are real
 
 /// WaitFPService without its waits, which are noted. Does `action` during the sleep of that number.
-int Wait(size_t sleep = 0, std::function<bool()> action = {})
+int Wait(size_t sleep = 0, const std::function<bool()>& action = {})
 {
     g_sleeps.clear();
     g_onSleep = [=] {
@@ -31,6 +31,14 @@ int Wait(size_t sleep = 0, std::function<bool()> action = {})
         },
         &g_sleep);
     return WaitFPService();
+}
+
+CLIENT_CALL_RETURN __cdecl LoseService(PMIDL_STUB_DESC, PFORMAT_STRING format, ...)
+{
+    constexpr byte IsPbaEnable = 23;
+    if (format[6] == IsPbaEnable)
+        RaiseException(RPC_S_CALL_FAILED, 0, 0, nullptr);
+    return {};
 }
 
 std::vector<DWORD> Times(size_t count, DWORD milliseconds)
@@ -64,6 +72,15 @@ TEST_CASE("a binding is made anew by each call, and freed once")
     CHECK(g_hFPBinding == nullptr);
 }
 
+TEST_CASE("a service that is lost between a probe's two calls is not there")
+{
+    Simulation hooks;
+    hooks.Replace("NdrClientCall2", LoseService);
+    CHECK(ConnectFPService() == 1);
+    CHECK(CheckDeviceIsEnable() == -1);
+    UnbindFPService();
+}
+
 TEST_SUITE_BEGIN("service loss");
 
 TEST_CASE("the probes tell whether the service answers, and the sensor's state")
@@ -74,7 +91,8 @@ TEST_CASE("the probes tell whether the service answers, and the sensor's state")
     CHECK(ConnectFPService() == 1);
     for (const long state : {1L, 0L, 2L, -5L}) {
         REQUIRE(ServiceClient::TellOk(L"pba " + std::to_wstring(state)));
-        CHECK(CheckDeviceIsEnable() == state);
+        UnbindFPService();
+        CHECK(CheckDeviceIsEnable() == state); // binds by itself
     }
     g_service.Kill();
     CHECK(CheckDeviceIsEnable() == -1);
