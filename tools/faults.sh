@@ -2,6 +2,9 @@
 # The fault campaign: each call of each import of the DLL fails once, and more; see docs/testing.md. Cases that fail
 # cost their process, and the next process goes on with the next case.
 
+word faults "each call of each import of the DLL fails once; malformed records, releases at any moment, growth" \
+    "${build_packages[@]}" "${wine_packages[@]}"
+
 fault_cases=$build/fault-cases.txt
 fault_failures=0
 
@@ -50,35 +53,49 @@ run_cases() {
     ((fault_failures == 0))
 }
 
-run_faults() {
-    local sample='' seed=1 case=''
+help_faults() {
+    cat <<'END'
+  --sample          a choice of cases for every day
+  --seed NUMBER     other records and releases
+  --case WORDS      one case alone, as a failing one is printed
+END
+}
+
+options_faults() {
+    fault_sample='' fault_seed=1 fault_case=''
     while (($#)); do
         case $1 in
-        --sample) sample=sample ;;
+        --sample) fault_sample=sample ;;
         --seed)
             [[ ${2-} =~ ^[0-9]+$ ]] || die "--seed takes a number."
-            seed=$2 && shift
+            fault_seed=$2
+            shift
             ;;
         --case)
             [[ ${2-} ]] || die "--case takes the words of a case."
-            case=$2 && shift
+            fault_case=$2
+            shift
             ;;
-        *) die "\"faults\" has no option \"$1\"." ;;
+        *) die "\"faults\" has no option \"$1\"; see ./run faults --help." ;;
         esac
         shift
     done
+}
+
+run_faults() {
     build_all
     start_windows
     # The first program of a prefix would let Wine's services inherit its output, and never seem to end.
     (cd "$build" && exec wine ./FingerprintService.exe --console >/dev/null 2>&1) &
-    wait_for 30 in_windows 60 ./FingerprintService.exe tell state >/dev/null || die "The fingerprint service does not start."
+    wait_for 30 in_windows 60 ./FingerprintService.exe tell state >/dev/null ||
+        die "The fingerprint service does not start."
     say "Faults"
-    if [[ $case ]]; then
-        echo "$case" >"$fault_cases"
-    elif [[ $sample ]]; then
-        list_cases "$seed" 3 10 10 100 sample
+    if [[ $fault_case ]]; then
+        echo "$fault_case" >"$fault_cases"
+    elif [[ $fault_sample ]]; then
+        list_cases "$fault_seed" 3 10 10 100 sample
     else
-        list_cases "$seed" 500 620 1000 10000
+        list_cases "$fault_seed" 500 620 1000 10000
     fi
     run_cases
 }

@@ -64,8 +64,7 @@ bool WriteSlot(void** slot, void* value)
     if ((page.Protect & (PAGE_READWRITE | PAGE_WRITECOPY)) == 0 &&
         !VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &protection))
         return false;
-    // No interlocked exchange: the linker aligns no slot, and one that straddles two cache lines would halt
-    // all cores for it. Nobody calls through the slot yet, or it is aligned.
+    // No locked exchange: import slots need not be aligned, and across a cache line it stalls every core.
     *static_cast<void* volatile*>(slot) = value;
     return true;
 }

@@ -61,6 +61,8 @@ const Replacement g_replacements[] = {
     SIM_PASSED(Failures, LastError, CreateWindowExW),
     SIM_PASSED(Failures, Invalid, GetMessageW),
     SIM_PASSED(Failures, LastError, PostMessageW),
+    SIM_PASSED(Failures, LastError, DestroyWindow),
+    SIM_PASSED(Failures, LastError, UnregisterClassW),
     SIM_PASSED(Failures, LastError, ShowWindow),
     SIM_PASSED(Failures, LastError, MoveWindow),
     SIM_PASSED(Failures, LastError, SetLayeredWindowAttributes),
@@ -90,11 +92,6 @@ const Replacement g_replacements[] = {
     SIM_PASSED(Failures, Status, RegCreateKeyExW),
     SIM_PASSED(Failures, Status, RegQueryValueExW),
     SIM_PASSED(Failures, Status, RegSetValueExW),
-
-    // Devices
-    SIM_PASSED(Failures, Invalid, SetupDiGetClassDevsW),
-    SIM_PASSED(Failures, LastError, SetupDiEnumDeviceInfo),
-    SIM_PASSED(Failures, LastError, SetupDiGetDeviceRegistryPropertyW),
 
     // Remote procedure calls
     SIM_PASSED(Failures, Status, RpcStringBindingComposeW),
@@ -153,8 +150,6 @@ const Replacement g_rare[] = {
     SIM_PASSED(Rare, LastError, TlsSetValue),
 
     // Windows and drawing
-    SIM_PASSED(Rare, LastError, UnregisterClassW),
-    SIM_PASSED(Rare, LastError, DestroyWindow),
     SIM_PASSED(Rare, LastError, DefWindowProcW),
     SIM_PASSED(Rare, LastError, SendMessageW),
     SIM_PASSED(Rare, LastError, SendNotifyMessageW),
@@ -189,11 +184,10 @@ const Replacement g_rare[] = {
     SIM_PASSED_AS(Rare, Status, GdipDeletePath, int(void* path)),
     SIM_PASSED_AS(Rare, Status, GdipDeleteStringFormat, int(void* format)),
 
-    // Settings and devices
+    // Settings
     SIM_PASSED(Rare, LastError, GetPrivateProfileStringW),
     SIM_PASSED(Rare, Invalid, GetFileAttributesA),
     SIM_PASSED(Rare, Status, RegCloseKey),
-    SIM_PASSED(Rare, LastError, SetupDiDestroyDeviceInfoList),
 
     // The service and the pre-boot library. The former takes as many arguments as the procedure has.
     SIM_PASSED_AS(Rare, Raises, NdrClientCall2, Call),

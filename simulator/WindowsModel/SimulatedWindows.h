@@ -47,7 +47,7 @@ enum class Group : unsigned {
     Clock = 0x40,     ///< Sleep, WaitForSingleObject
     Texts = 0x80,     ///< OutputDebugStringA, the event log, GDI+ strings and images
     Commands = 0x100, ///< WinExec
-    Devices = 0x200,  ///< CM_Get_DevNode_Status
+    Devices = 0x200,  ///< SetupDi functions, CM_Get_DevNode_Status
     Failures = 0x400, ///< functions that only pass through, so that FailNext reaches them
     Services = 0x800, ///< the service manager's queries; not among the usual ones
     Rare = 0x1000,    ///< more that pass through: the C runtime, and what hardly ever fails

@@ -66,6 +66,7 @@ public:
 
     void StopService() { s_service.Kill(); }
     void StartService();
+    DWORD ServiceId() const { return s_service.Id(); }
 
     WindowsModel::SimulatedWindows& windows = WindowsModel::SimulatedWindows::Instance();
     FitMachine::Scope fitness;

@@ -146,7 +146,7 @@ TEST_CASE("the sensor: waited for, any of the two models, not disabled")
         {"too late", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 3); }, NoDevice()},
         {"second query", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 1); }, Accepted({2000})},
         {"third query", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 2); }, Accepted({2000, 2000})},
-        {"first model, both plugged in", [](Machine&) { FitMachine::PlugIn(FitMachine::kFirstModel); },
+        {"first model, both plugged in", [](Machine&) { FitMachine::PlugIn(FitMachine::FirstModel); },
          Accepted()},
         {"disabled",
          [](Machine& m) { m.windows.Lock()->devices.problem = CM_PROB_DISABLED; },
@@ -262,7 +262,7 @@ TEST_CASE("every attempt goes through the whole gate again")
     CHECK(creation.Attempt() == E_OUTOFMEMORY);
     CHECK(creation.Attempt() == E_OUTOFMEMORY);
     CHECK(machine.windows.Snapshot().clock.Sleeps() == std::vector<DWORD>(6, 2000));
-    FitMachine::PlugIn(FitMachine::kFirstModel);
+    FitMachine::PlugIn(FitMachine::FirstModel);
     CHECK(creation.Attempt() == S_OK);
 }
 
