@@ -36,6 +36,12 @@ const std::vector<Kind>& Kinds()
     return s_kinds;
 }
 
+/// Files, dates and formats are the log's, which is written alike in each kind of life.
+bool IsOfLog(const std::string& function)
+{
+    return std::string_view("fs_").find(function[0]) != std::string_view::npos;
+}
+
 /// The first and the last call of each import in two kinds of life are the sample.
 void ListFaults(bool sample)
 {
@@ -46,6 +52,8 @@ void ListFaults(bool sample)
         std::map<std::string, unsigned> counts;
         for (const WindowsModel::Call& call : Windows().Snapshot().recorder.calls)
             ++counts[call.function];
+        if (&kind != Kinds().data())
+            std::erase_if(counts, [](const auto& count) { return IsOfLog(count.first); });
         for (const auto& [function, calls] : counts) {
             for (unsigned call = 1; call <= calls && Windows().FailNext(function, 0); ++call) {
                 if (!sample || call == 1 || call == calls)
