@@ -1,7 +1,5 @@
 #include "LoadedProvider.h"
 
-#include "WindowsModel/PackedLogon.h"
-
 #include <objbase.h>
 
 namespace {
@@ -10,7 +8,7 @@ struct Tile {
     Tile() : provider(dll.Create())
     {
         REQUIRE(provider->SetUsageScenario(CPUS_UNLOCK_WORKSTATION, 0) == S_OK);
-        credential = dll.CredentialOf(*provider);
+        credential = CredentialOf(*provider);
     }
 
     std::wstring Caption() const
@@ -78,7 +76,8 @@ TEST_CASE("the tile's fields, and the refusal of those it has not")
     CHECK(credential->CommandLinkClicked(0) == E_NOTIMPL);
 }
 
-TEST_CASE("references to the tile and its sink, and a tile that outlives its provider")
+TEST_CASE("references to the tile and its sink, and a tile that outlives its "
+          "provider")
 {
     Tile tile;
     void* object = nullptr;
@@ -88,7 +87,8 @@ TEST_CASE("references to the tile and its sink, and a tile that outlives its pro
     CHECK(tile.credential->QueryInterface(IID_ICredentialProvider, &object) == E_NOINTERFACE);
     CHECK(object == nullptr);
 
-    // The tile keeps its sink and tells it nothing, so that IUnknown is all it needs.
+    // The tile keeps its sink and tells it nothing, so that IUnknown is all it
+    // needs.
     CountingSink<IUnknown> older;
     CountingSink<IUnknown> sink;
     const auto advise = [&](IUnknown& events) {
@@ -115,14 +115,7 @@ TEST_CASE("the logon that the tile hands out, and when the window is hidden")
 {
     Tile tile;
     REQUIRE(tile.dll.WaitForSensorFailed());
-    auto response = CPGSR_NO_CREDENTIAL_NOT_FINISHED;
-    CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION logon{};
-    REQUIRE(tile.credential->GetSerialization(&response, &logon, nullptr, nullptr) == S_OK);
-    CHECK(response == CPGSR_RETURN_CREDENTIAL_FINISHED);
-    CHECK(logon.cbSerialization == 64);
-    const auto packed = WindowsModel::DecodePackedLogon(logon, CPUS_UNLOCK_WORKSTATION, ProviderClass);
-    CHECK(packed.violations == std::vector<std::string>{});
-    CoTaskMemFree(logon.rgbSerialization);
+    CHECK(LogonOf(*tile.credential, CPUS_UNLOCK_WORKSTATION).user.empty());
 
     struct Row {
         DWORD status, substatus;
@@ -134,7 +127,7 @@ TEST_CASE("the logon that the tile hands out, and when the window is hidden")
         auto icon = CPSI_WARNING;
         CHECK(tile.credential->ReportResult(NTSTATUS(row.status), NTSTATUS(row.substatus), &text, &icon) ==
               E_NOTIMPL);
-        CHECK(IsWindowVisible(PromptWindow()) == row.visible);
+        CHECK(IsWindowVisible(FindEventWindow()) == row.visible);
         CHECK(text == nullptr);
         CHECK(icon == CPSI_WARNING);
     }
