@@ -1,4 +1,3 @@
-#!/usr/bin/env python3
 """check_dll.py DLL PDB VERSION MOST_BYTES PDBUTIL FOLDER...: the DLL that ships, read from outside."""
 import re
 import struct
@@ -83,11 +82,11 @@ def check_pdb(dll, pdb, pdbutil):
     guid = re.search(r"GUID: \{([^}]+)\}", summary)[1].replace("-", "")
     age = int(re.search(r"Age: (\d+)", summary)[1])
     for entry in entries:
-        named = f"{entry.Signature_Data1:08X}{entry.Signature_Data2:04X}{entry.Signature_Data3:04X}"
-        named += f"{entry.Signature_Data4:02X}{entry.Signature_Data5:02X}" if False else ""
-        expect("name of the PDB", entry.PdbFileName.rstrip(b"\0").decode(), pdb.rpartition("/")[2])
+        identity = f"{entry.Signature_Data1:08X}{entry.Signature_Data2:04X}{entry.Signature_Data3:04X}"
+        identity += f"{entry.Signature_Data4:02X}{entry.Signature_Data5:02X}{entry.Signature_Data6.hex().upper()}"
+        expect("identity of the PDB", identity, guid)
         expect("age of the PDB", entry.Age, age)
-        expect("identity of the PDB", entry.Signature_String, f"{guid}{age:x}")
+        expect("name of the PDB", entry.PdbFileName.rstrip(b"\0").decode(), pdb.rpartition("/")[2])
 
 
 def check_bytes(dll, most_bytes, folders):
@@ -106,8 +105,7 @@ def main(path, pdb, version, most_bytes, pdbutil, *folders):
     check_resources(dll, version)
     check_pdb(dll, pdb, pdbutil)
     check_bytes(dll, int(most_bytes), folders)
-    print("\n".join(complaints))
-    sys.exit(1 if complaints else 0)
+    sys.exit("\n".join(complaints) or 0)
 
 
 main(*sys.argv[1:])

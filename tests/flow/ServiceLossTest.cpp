@@ -117,11 +117,12 @@ TEST_CASE("the life ends while the service is dead, and the next one works")
 {
     Machine machine;
     machine.StopService();
-    ProviderLife life(machine);
-    life.Start();
     // Between two attempts to connect.
     machine.HoldSleeps();
-    CHECK(machine.windows.WaitForCalls("Sleep", 4, Patience));
+    ProviderLife life(machine);
+    life.Start();
+    CHECK(machine.windows.WaitUntil(
+        [](const WindowsModel::State& state) { return state.clock.Sleeps() == Waits{0, 0, 300}; }, Patience));
     machine.HurryWaits();
     CHECK(life.End() < StopBound);
     CHECK(WaitForNoEventWindow());
