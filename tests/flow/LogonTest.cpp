@@ -46,9 +46,14 @@ TEST_CASE("no thread keeps a password on its stack")
     machine.windows.Lock()->accounts.accounts.push_back({L"SIMULATED-PC", L"berta", password});
     ProviderLife life(machine);
     life.StartAndWaitForPrompt();
+    machine.HoldSleeps();
     machine.Tell(L"place SIMULATED-PC berta " + password);
     REQUIRE(life.sink.WaitFor(1));
-    machine.AwaitCalls(L"IdentifyEnroll", 2);
+    // In the pause before the next identification, whose record would cover this one's.
+    const auto isPausing = [](const WindowsModel::State& state) {
+        return state.clock.Sleeps() == std::vector<DWORD>{0, 0, 100};
+    };
+    REQUIRE(machine.windows.WaitUntil(isPausing, Patience));
     CHECK_FALSE(IsOnAnyStack(password));
 }
 
@@ -66,8 +71,7 @@ TEST_CASE("the log of one logon, line by line")
     machine.AwaitCalls(L"IdentifyEnroll", 2);
     REQUIRE(life.EndAndUnload());
 
-    // Each thread's lines are in order; those of different threads may
-    // interleave.
+    // Each thread's lines are in order; those of different threads may interleave.
     const Texts identify = {L"ThreadFP(LPVOID lp) Start",
                             L"CheckDeviceIsEnable start",
                             L"GetAuthUserCreds Start",

@@ -46,8 +46,7 @@ LogLine Parse(const std::wstring& line)
             line.substr(message + 3)};
 }
 
-/// How long the DLL's waits last. Outlives every test, for the DLL's threads
-/// may outlive theirs.
+/// How long the DLL's waits last. Outlives every test, for the DLL's threads may outlive theirs.
 struct {
     KernelHandle sleepGate{CreateEventW(nullptr, TRUE, TRUE, nullptr)};
     DWORD logonUi = 0; // the thread that plays LogonUI

@@ -1,5 +1,5 @@
-// The machine of one test: simulated Windows, a fingerprint service of its own,
-// a sensor and a pre-boot library, a clean log folder and settings.
+// The machine of one test: simulated Windows, a fingerprint service of its own, a sensor and a pre-boot
+// library, a clean log folder and settings.
 #pragma once
 
 #include "FitMachine/Fitness.h"
@@ -13,8 +13,7 @@
 #include <string>
 #include <vector>
 
-// What a slow machine may add to the release of a provider whose waits are over
-// at once.
+// What a slow machine may add to the release of a provider whose waits are over at once.
 constexpr DWORD StopBound = 10000; // ms
 
 /// One line of the DLL's log, taken apart.
@@ -32,11 +31,10 @@ struct WorkerWaits {
 
 class Machine {
 public:
-    /// Local account "SIMULATED-PC\anna" with the password "secret"; both
-    /// services run; nobody was authenticated before boot; Sleep takes a
-    /// hundredth of its time. The watchdog's waits for the other thread have no
-    /// limit: one that was over on a slow machine would make it take the stop
-    /// that ThreadFP is to see.
+    /// Local account "SIMULATED-PC\anna" with the password "secret"; both services run; nobody was
+    /// authenticated before boot; Sleep takes a hundredth of its time. The watchdog's waits for the other
+    /// thread have no limit: one that was over on a slow machine would make it take the stop that ThreadFP is
+    /// to see.
     Machine();
 
     void SetLockOut(int enable, int count) const;

@@ -3,8 +3,7 @@
 ProviderLife::ProviderLife(Machine& machine) : m_machine(machine)
 {
     m_promptsSeen = machine.windows.Snapshot().texts.prompts.size();
-    // Each life is the first after a start of Windows: its creation needs no
-    // fingerprint service.
+    // Each life is the first after a start of Windows: its creation needs no fingerprint service.
     machine.fitness.ForgetCheck();
     provider = dll.Create();
 }

@@ -23,8 +23,7 @@ public:
     /// Takes the logon, which must log SIMULATED-PC\anna on.
     void CheckLogon() const;
 
-    /// Ends the life as LogonUI does; returns the milliseconds that the
-    /// provider's release took.
+    /// Ends the life as LogonUI does; returns the milliseconds that the provider's release took.
     DWORD End();
     /// End, then gives the module back; true when it has gone within the bound of
     /// these tests.

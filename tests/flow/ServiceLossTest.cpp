@@ -1,5 +1,4 @@
-// A fingerprint service that is not there, or goes away. Each case runs in a
-// process of its own.
+// A fingerprint service that is not there, or goes away. Each case runs in a process of its own.
 #include "ProviderLife.h"
 
 #include <algorithm>
@@ -17,8 +16,7 @@ Waits Repeat(size_t times, const Waits& one)
     return all;
 }
 
-// IsServiceRunning sleeps for a service's wait hint, which is 0 for a settled
-// one.
+// IsServiceRunning sleeps for a service's wait hint, which is 0 for a settled one.
 
 /// Runs the watchdog to its end with a service that `name` says is stopped.
 void CheckRestarts(const wchar_t* name, const std::wstring& note, const Waits& oneRun)
@@ -44,8 +42,7 @@ void CheckRestarts(const wchar_t* name, const std::wstring& note, const Waits& o
 
 TEST_SUITE_BEGIN("service loss");
 
-TEST_CASE("no service: ten connects 300 ms apart, three runs, then the sensor "
-          "has failed")
+TEST_CASE("no service: ten connects 300 ms apart, three runs, then the sensor has failed")
 {
     Machine machine;
     machine.StopService();
@@ -63,8 +60,7 @@ TEST_CASE("no service: ten connects 300 ms apart, three runs, then the sensor "
     CHECK(machine.LogOf("ThreadFP") == Texts(3, L"ThreadFP(LPVOID lp) Start"));
 }
 
-TEST_CASE("a stopped fingerprint service is restarted with two commands, 200 "
-          "ms after each")
+TEST_CASE("a stopped fingerprint service is restarted with two commands, 200 ms after each")
 {
     CheckRestarts(L"VexaFPService", L"vcsFPService stopped 1 0", {0, 0, 200, 200, 200});
 }
@@ -94,8 +90,7 @@ TEST_CASE("the service comes back while the watchdog restarts it")
     CHECK(life.sink.WaitFor(1));
 }
 
-TEST_CASE("the service dies under a call: an exception, and the thread is "
-          "started again")
+TEST_CASE("the service dies under a call: an exception, and the thread is started again")
 {
     Machine machine;
     ProviderLife life(machine);

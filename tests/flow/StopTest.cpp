@@ -1,5 +1,4 @@
-// The end of a provider's life, whatever its threads are doing, and the lives
-// after it.
+// The end of a provider's life, whatever its threads are doing, and the lives after it.
 #include "ProviderLife.h"
 
 #include <algorithm>
@@ -68,8 +67,7 @@ TEST_CASE("the life ends within its waits and leaves nothing behind")
         CHECK(life.SeePrompt(L"Wrong password"));
         machine.HurryWaits();
     }
-    SUBCASE("right after a logon, when the next identification begins after the "
-            "first stop")
+    SUBCASE("right after a logon, when the next identification begins after the first stop")
     {
         life.StartAndWaitForPrompt();
         machine.HoldSleeps();
@@ -109,8 +107,7 @@ TEST_CASE("a blocked identification is stopped at once, and says so")
     machine.AwaitCalls(L"IdentifyEnroll");
     machine.Tell(L"clear");
     REQUIRE(life.EndAndUnload());
-    // A second stop would have followed a wait that was over before the threads
-    // were.
+    // A second stop would have followed a wait that was over before the threads were.
     CHECK(machine.Calls() == Texts{L"CaptureStop"});
     const Texts log = machine.LogOf("ThreadFP");
     CHECK(log.back() == L"ShowWindow(pWin->m_hWnd,SW_HIDE)");
@@ -150,8 +147,7 @@ TEST_CASE("a life that ends before its window is made")
     CheckNextLife(machine);
 }
 
-TEST_CASE("the provider's end waits for a sink that takes its time, and keeps "
-          "the tile until then")
+TEST_CASE("the provider's end waits for a sink that takes its time, and keeps the tile until then")
 {
     Machine machine;
     ProviderLife life(machine);
@@ -192,8 +188,7 @@ TEST_CASE("lives follow each other in one loaded module")
 TEST_CASE("a thread left over from an earlier life does not serve the next")
 {
     Machine machine;
-    // Its finger must not reach the second life, nor may it keep the second
-    // window from being made.
+    // Its finger must not reach the second life, nor may it keep the second window from being made.
     machine.Tell(L"ignore-stop on");
     auto first = std::make_unique<ProviderLife>(machine);
     first->StartAndWaitForPrompt();

@@ -6,7 +6,6 @@
 
 namespace {
 
-constexpr UINT Fingerprint = WM_USER + 1;
 constexpr UINT Prompt = WM_USER + 2;
 
 void CheckLayered(HWND window)
@@ -67,19 +66,6 @@ TEST_CASE("the whole background is the transparent colour")
     ReleaseDC(nullptr, screen);
 }
 
-TEST_CASE("credentials are withdrawn, and unknown parameters do nothing")
-{
-    Machine machine;
-    ProviderLife life(machine);
-    life.StartAndWaitForPrompt();
-    machine.Tell(L"place SIMULATED-PC anna secret");
-    REQUIRE(life.sink.WaitFor(1));
-    SendMessageW(life.Window(), Fingerprint, 2, 0);
-    CHECK(life.sink.changes == 1);
-    SendMessageW(life.Window(), Fingerprint, 1, 0);
-    CHECK(life.sink.offers == std::vector{AutoLogon, NoDefault});
-}
-
 TEST_CASE("a wrong-password message shows both texts a second apart")
 {
     Machine machine;
@@ -92,8 +78,7 @@ TEST_CASE("a wrong-password message shows both texts a second apart")
     CHECK(std::count(sleeps.begin(), sleeps.end(), 1000) == 1);
 }
 
-TEST_CASE("suspend hides the window; resume shows it and replaces a watchdog "
-          "that has ended")
+TEST_CASE("suspend hides the window; resume shows it and replaces a watchdog that has ended")
 {
     Machine machine;
     machine.SetLockOut(1, 1);

@@ -1,5 +1,4 @@
-// Whether a tile is offered: each condition in its order, and everything that a
-// refusal says and does.
+// Whether a tile is offered: each condition in its order, and everything that a refusal says and does.
 #include "flow/Machine.h"
 
 #include "PreBootLibrary/Script.h"
@@ -44,10 +43,9 @@ struct Traces {
     bool checked = false;
 };
 
-/// The attempt's steps, a letter each: w a wait for the sensor, D it is
-/// disabled, 0 switched off; a check of the pre-boot library: L it can't be
-/// used, o it does not open, q it fails to answer, n not enabled, y enabled; s
-/// the service says no, S yes.
+/// The attempt's steps, a letter each: w a wait for the sensor, D it is disabled, 0 switched off; a check of
+/// the pre-boot library: L it can't be used, o it does not open, q it fails to answer, n not enabled, y
+/// enabled; s the service says no, S yes.
 Traces TracesOf(std::string_view steps)
 {
     Traces traces;
@@ -139,8 +137,7 @@ void CheckAttempt(Machine& machine, const Traces& expected)
     }
     CHECK(dll->recorder.Count("RpcBindingFree") == size_t(expected.serviceCalls));
     CHECK(machine.fitness.IsChecked() == expected.checked);
-    // A refusal signals the event and lets go of it; a provider keeps it,
-    // unsignalled, for its life.
+    // A refusal signals the event and lets go of it; a provider keeps it, unsignalled, for its life.
     CHECK(watch.TakeSignal() == (expected.result != S_OK));
     CHECK(watch.IsHeldByDll() == (expected.result == S_OK));
 }
@@ -239,8 +236,7 @@ TEST_CASE("every attempt goes through the whole gate again")
     dll.Create();
 }
 
-// Each of these in a process of its own: the service goes away, or nobody else
-// may hold the mark.
+// Each of these in a process of its own: the service goes away, or nobody else may hold the mark.
 TEST_SUITE_BEGIN("alone");
 
 TEST_CASE("no service")

@@ -35,8 +35,7 @@ bool Holds(const Texts& texts, const std::wstring& text)
     return std::find(texts.begin(), texts.end(), text) != texts.end();
 }
 
-/// The buffer for the library's record: how many calls the library had had when
-/// it was freed.
+/// The buffer for the library's record: how many calls the library had had when it was freed.
 struct {
     size_t size = 0;
     std::atomic<void*> block = nullptr;
@@ -71,8 +70,7 @@ void WatchBuffer(Dll& dll)
 
 } // namespace
 
-TEST_CASE("the user from before boot is logged on, unless Windows logs "
-          "somebody on by itself")
+TEST_CASE("the user from before boot is logged on, unless Windows logs somebody on by itself")
 {
     struct Row {
         std::string what;

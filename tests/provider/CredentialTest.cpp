@@ -76,8 +76,7 @@ TEST_CASE("the tile's fields, and the refusal of those it has not")
     CHECK(credential->CommandLinkClicked(0) == E_NOTIMPL);
 }
 
-TEST_CASE("references to the tile and its sink, and a tile that outlives its "
-          "provider")
+TEST_CASE("references to the tile and its sink, and a tile that outlives its provider")
 {
     Tile tile;
     void* object = nullptr;
@@ -87,8 +86,7 @@ TEST_CASE("references to the tile and its sink, and a tile that outlives its "
     CHECK(tile.credential->QueryInterface(IID_ICredentialProvider, &object) == E_NOINTERFACE);
     CHECK(object == nullptr);
 
-    // The tile keeps its sink and tells it nothing, so that IUnknown is all it
-    // needs.
+    // The tile keeps its sink and tells it nothing, so that IUnknown is all it needs.
     CountingSink<IUnknown> older;
     CountingSink<IUnknown> sink;
     const auto advise = [&](IUnknown& events) {
@@ -116,7 +114,6 @@ TEST_CASE("the logon that the tile hands out, and when the window is hidden")
     Tile tile;
     REQUIRE(tile.dll.WaitForSensorFailed());
     CHECK(LogonOf(*tile.credential, CPUS_UNLOCK_WORKSTATION).user.empty());
-
     struct Row {
         DWORD status, substatus;
         BOOL visible;

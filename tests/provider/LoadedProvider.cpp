@@ -35,8 +35,7 @@ LoadedProvider::LoadedProvider()
 LoadedProvider::~LoadedProvider()
 {
     CHECK(CanUnloadNow() == S_OK);
-    // Its threads hold it until they have left it, and must not meet the real
-    // Windows before.
+    // Its threads hold it until they have left it, and must not meet the real Windows before.
     CHECK(Unload());
     CHECK(FindEventWindow() == nullptr);
     CHECK_FALSE(IsServiceEventOpen());

@@ -1,5 +1,4 @@
-// A life of the loaded DLL without a fingerprint service, whose end checks that
-// nothing is left behind.
+// A life of the loaded DLL without a fingerprint service, whose end checks that nothing is left behind.
 #pragma once
 
 #include "FitMachine/Fitness.h"
@@ -15,8 +14,7 @@ public:
     LoadedProvider(const LoadedProvider&) = delete;
     LoadedProvider& operator=(const LoadedProvider&) = delete;
 
-    /// The prompt that a machine without a fingerprint service ends with; the
-    /// workers have come to rest then.
+    /// The prompt that a machine without a fingerprint service ends with; the workers have come to rest then.
     bool WaitForSensorFailed() const
     {
         return !!windows.WaitForPrompt(L"Fingerprint sensor failed.", Patience);

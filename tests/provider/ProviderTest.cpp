@@ -51,8 +51,7 @@ TEST_CASE("the class object and its factory")
     CHECK(dll.CanUnloadNow() == S_OK);
 }
 
-TEST_CASE("a refused interface leaves the event alone, memory that runs out "
-          "gives it up")
+TEST_CASE("a refused interface leaves the event alone, memory that runs out gives it up")
 {
     LoadedProvider dll;
     const auto provider = dll.Create();
@@ -160,11 +159,12 @@ TEST_CASE("a verified user is announced to the latest sink until withdrawn")
     CHECK(older.references == 0);
     CHECK(sink.references == 1);
     SendMessageW(window, FingerprintMessage, 1, 0);
+    SendMessageW(window, FingerprintMessage, 2, 0); // means nothing
     SendMessageW(window, FingerprintMessage, 0, 0);
-    // Neither an account that can't be checked for want of memory is announced,
-    // nor a wrong password.
+    // An account that can't be checked for want of memory is refused as with a wrong password: not announced.
     dll.FailNext("SysAllocString", ERROR_NOT_ENOUGH_MEMORY);
     SendMessageW(window, FingerprintMessage, 0, 0);
+    CHECK(dll->texts.LastPrompt() == L"Please swipe your finger over the scanner again.");
     dll->accounts.accounts.clear();
     SendMessageW(window, FingerprintMessage, 0, 0);
     CHECK(OfferOf(*provider) == AutoLogon);
@@ -211,8 +211,7 @@ TEST_CASE("a scenario that cannot be served leaves the provider as it was")
     CHECK(dll.WaitForSensorFailed());
 }
 
-TEST_CASE("what the window lacks keeps the provider neither from living nor "
-          "from ending")
+TEST_CASE("what the window lacks keeps the provider neither from living nor from ending")
 {
     struct Row {
         std::string fails;

@@ -1,5 +1,5 @@
-// The DLL that ships, loaded from beside the test program into a simulated
-// Windows, and what its COM interfaces are asked again and again.
+// The DLL that ships, loaded from beside the test program into a simulated Windows, and what its COM
+// interfaces are asked again and again.
 #pragma once
 
 #include "Handle.h"
@@ -36,8 +36,7 @@ bool Await(const std::function<bool()>& holds);
 
 class Dll {
 public:
-    /// Another one loaded at the same time is the same module, and hooked
-    /// already.
+    /// Another one loaded at the same time is the same module, and hooked already.
     Dll();
     /// Gives the module back, and checks that no password is left in what it has
     /// freed.
@@ -61,8 +60,7 @@ public:
     }
     /// What was told the debugger since the last time.
     DebugTexts TakeDebugTexts() const;
-    /// Lets the DLL's next allocation of `from` to `to` bytes on this thread
-    /// fail.
+    /// Lets the DLL's next allocation of `from` to `to` bytes on this thread fail.
     static void FailNextAllocation(size_t from, size_t to);
 
     /// Lets the DLL find no library's function of that name, until this or the next loaded one goes.
