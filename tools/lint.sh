@@ -12,7 +12,7 @@ lint_format() {
 lint_scripts() {
     say "shellcheck"
     # By way of what run sources it checks everything under tools/.
-    shellcheck --external-sources --check-sourced run .ci/run
+    shellcheck --external-sources --check-sourced run .ci/run tests/support/*.sh
 }
 
 # One line per object file of the build: the files of ours that went into it, the source first.

@@ -4,7 +4,7 @@
 build_packages=(
     clang-19 lld-19 llvm-19
     g++-mingw-w64-x86-64-win32 mingw-w64-x86-64-dev mingw-w64-tools
-    cmake ninja-build doctest-dev nlohmann-json3-dev
+    cmake ninja-build doctest-dev nlohmann-json3-dev python3-pefile
 )
 wine_packages=(
     wine wine64 xvfb xauth xdotool imagemagick

@@ -43,12 +43,6 @@ TEST_CASE("a service is asked until it runs or is stopped")
         CHECK(state.services.opens[1].access == SERVICE_QUERY_STATUS);
         CHECK(state.ledger.Clean());
     }
-    // Only as long as the caller is interested.
-    simulation->services.Script(L"VexaFPService", {{SERVICE_RUNNING, 0}});
-    for (const bool interested : {true, false}) {
-        const auto goOn = [](const void* asked) { return *static_cast<const bool*>(asked); };
-        CHECK(IsServiceRunning(L"VexaFPService", goOn, &interested) == (interested ? 1 : 0));
-    }
     // One that can't be opened does not run.
     simulation.FailNext("OpenSCManagerW", ERROR_ACCESS_DENIED);
     CHECK(IsServiceRunning(L"VexaFPService") == 0);
