@@ -166,7 +166,7 @@ TEST_CASE("a function that fails at the end of a life leaves nothing behind")
     CAPTURE(times);
     Machine machine;
     // Keeps the module, and with it what it has to remember of the failure.
-    const HMODULE module = times == 2 ? LoadLibraryW(L"VexaFPCredentialProvider.dll") : nullptr;
+    const auto kept = times == 2 ? std::make_unique<Dll>() : nullptr;
     {
         ProviderLife life(machine);
         life.StartAndWaitForPrompt();
@@ -174,13 +174,11 @@ TEST_CASE("a function that fails at the end of a life leaves nothing behind")
         REQUIRE(machine.windows.FailNext(function, ERROR_NOT_ENOUGH_MEMORY, 0, times));
         CHECK(life.End() < StopBound);
         CHECK(WaitForNoEventWindow());
-        if (module == nullptr)
+        if (!kept)
             CHECK(life.EndAndUnload());
     }
     machine.windows.Lock()->failures.pending.clear();
     CheckNextLogon(machine);
-    if (module != nullptr)
-        FreeLibrary(module);
 }
 
 TEST_CASE("an end that is sent ends the window as one that is posted does")

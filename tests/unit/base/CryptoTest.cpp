@@ -93,9 +93,9 @@ std::wstring Base64Of(const Vector& vector)
 
 TEST_CASE("texts are encrypted and decrypted as another implementation does it")
 {
-    // An account without a key container gets one.
+    // An account without a key container gets one; there may be none to delete.
     HCRYPTPROV none = 0;
-    CHECK(CryptAcquireContextW(&none, nullptr, MS_ENH_RSA_AES_PROV_W, PROV_RSA_AES, CRYPT_DELETEKEYSET));
+    CryptAcquireContextW(&none, nullptr, MS_ENH_RSA_AES_PROV_W, PROV_RSA_AES, CRYPT_DELETEKEYSET);
     for (const Vector& vector : Vectors) {
         CAPTURE(vector.units);
         const std::wstring base64 = Base64Of(vector);
