@@ -168,10 +168,16 @@ WorkerWaits Machine::Waits() const
     return waits;
 }
 
-bool Machine::WaitForWatchdogEnd() const
+KernelHandle Machine::OpenWatchdog() const
 {
-    const KernelHandle thread(OpenThread(SYNCHRONIZE, FALSE, Watchdog()));
-    return thread && WindowsModel::RealWait(thread.Get(), Patience) == WAIT_OBJECT_0;
+    KernelHandle thread(OpenThread(SYNCHRONIZE, FALSE, Watchdog()));
+    REQUIRE(thread);
+    return thread;
+}
+
+bool HasCome(const KernelHandle& object)
+{
+    return WindowsModel::RealWait(object.Get(), Patience) == WAIT_OBJECT_0;
 }
 
 void Machine::Tell(const std::wstring& command) const
