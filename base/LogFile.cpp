@@ -15,9 +15,11 @@ constexpr std::uint32_t LogLevel = 2;
 constexpr std::size_t MessageUnits = 256;
 constexpr std::uint32_t EitherFolder = 1; // as a mode for every level, as a level in every mode
 
+/// A link in the folder's place is none: whoever made it would choose where the logon screen writes.
 bool FolderExists(const std::string& folder)
 {
-    return _access(folder.c_str(), 0) == 0;
+    return _access(folder.c_str(), 0) == 0 &&
+           (GetFileAttributesA(folder.c_str()) & FILE_ATTRIBUTE_REPARSE_POINT) == 0;
 }
 
 /// Local time by strftime's rules; empty when it does not fit.

@@ -1,22 +1,34 @@
 #include "ModuleThread.h"
 
+/// The module's own header, which the linker supplies: its address is the module's handle. Nothing is asked
+/// for it, so that nothing can fail when a thread leaves.
+extern "C" IMAGE_DOS_HEADER __ImageBase;
+
 namespace ModuleThread {
 
-HMODULE HoldModule(const void* address)
+bool HoldModule()
 {
     HMODULE module = nullptr;
-    if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, static_cast<const wchar_t*>(address),
-                            &module))
-        return nullptr;
-    return module;
+    return GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                              reinterpret_cast<const wchar_t*>(&__ImageBase), &module) != FALSE;
 }
 
-void LeaveModule(const void* address, DWORD exitCode)
+void LeaveModule(DWORD exitCode)
 {
-    HMODULE module = nullptr;
-    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                       static_cast<const wchar_t*>(address), &module);
-    FreeLibraryAndExitThread(module, exitCode);
+    FreeLibraryAndExitThread(reinterpret_cast<HMODULE>(&__ImageBase), exitCode);
+}
+
+KernelHandle StartEntry(LPTHREAD_START_ROUTINE entry, void* argument)
+{
+    if (!HoldModule())
+        return KernelHandle();
+    KernelHandle thread(CreateThread(nullptr, 0, entry, argument, 0, nullptr));
+    if (!thread) {
+        const DWORD error = GetLastError();
+        FreeLibrary(reinterpret_cast<HMODULE>(&__ImageBase));
+        SetLastError(error);
+    }
+    return thread;
 }
 
 } // namespace ModuleThread

@@ -5,33 +5,27 @@
 
 namespace ModuleThread {
 
-/// Adds a reference to the module that holds `address`; null when that fails.
-HMODULE HoldModule(const void* address);
+/// Adds a reference to this module; false, with the last error set, when that fails.
+bool HoldModule();
 
 /// Gives one reference back and ends the calling thread, without returning into the module.
-[[noreturn]] void LeaveModule(const void* address, DWORD exitCode);
+[[noreturn]] void LeaveModule(DWORD exitCode);
 
 template <DWORD (*Body)(void*)>
 DWORD WINAPI Entry(void* argument)
 {
-    const DWORD exitCode = Body(argument);
-    LeaveModule(reinterpret_cast<const void*>(&Entry<Body>), exitCode);
+    LeaveModule(Body(argument));
 }
+
+/// Starts `entry(argument)`, which must end with LeaveModule. Null, with the last error set, when it can't be
+/// started.
+KernelHandle StartEntry(LPTHREAD_START_ROUTINE entry, void* argument);
 
 /// Starts Body(argument) on a thread of its own. Null, with the last error set, when it can't be started.
 template <DWORD (*Body)(void*)>
 KernelHandle Start(void* argument)
 {
-    const HMODULE module = HoldModule(reinterpret_cast<const void*>(&Entry<Body>));
-    if (module == nullptr)
-        return KernelHandle();
-    KernelHandle thread(CreateThread(nullptr, 0, Entry<Body>, argument, 0, nullptr));
-    if (!thread) {
-        const DWORD error = GetLastError();
-        FreeLibrary(module);
-        SetLastError(error);
-    }
-    return thread;
+    return StartEntry(Entry<Body>, argument);
 }
 
 } // namespace ModuleThread

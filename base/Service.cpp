@@ -2,18 +2,7 @@
 
 #include "Handle.h"
 
-namespace {
-
-/// Waits as long as the service itself proposed, then asks again.
-bool QueryAfterWaitHint(const ServiceHandle& service, SERVICE_STATUS& status)
-{
-    Sleep(status.dwWaitHint);
-    return QueryServiceStatus(service.Get(), &status) != FALSE;
-}
-
-} // namespace
-
-int IsServiceRunning(const wchar_t* serviceName, bool (*goOn)(const void* context), const void* context)
+int IsServiceRunning(const wchar_t* serviceName, bool (*goOn)(void* context), void* context)
 {
     const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, GENERIC_READ));
     if (!manager)
@@ -26,11 +15,15 @@ int IsServiceRunning(const wchar_t* serviceName, bool (*goOn)(const void* contex
     if (!QueryServiceStatus(service.Get(), &status))
         return 0;
     // A settled service is asked twice too: the first answer's hint (usually 0) is always waited for.
-    do {
-        if (goOn != nullptr && !goOn(context))
+    Sleep(status.dwWaitHint);
+    while (QueryServiceStatus(service.Get(), &status)) {
+        if (status.dwCurrentState == SERVICE_RUNNING)
+            return 1;
+        if (status.dwCurrentState == SERVICE_STOPPED || (goOn != nullptr && !goOn(context)))
             return 0;
-        if (!QueryAfterWaitHint(service, status))
-            return 0;
-    } while (status.dwCurrentState != SERVICE_RUNNING && status.dwCurrentState != SERVICE_STOPPED);
-    return status.dwCurrentState == SERVICE_RUNNING ? 1 : 0;
+        // A paused service hints at nothing: without a pause this would keep a processor busy.
+        constexpr DWORD pause = 100; // ms
+        Sleep(status.dwWaitHint != 0 ? status.dwWaitHint : pause);
+    }
+    return 0;
 }

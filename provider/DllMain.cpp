@@ -4,6 +4,7 @@
 
 BOOL WINAPI DllMain(HINSTANCE hinst, DWORD reason, void* /*reserved*/)
 {
+    // Has no effect with this runtime, which gives the DLL a TLS directory; Windows then refuses.
     if (reason == DLL_PROCESS_ATTACH)
         DisableThreadLibraryCalls(hinst);
     g_hinst = hinst;

@@ -14,7 +14,7 @@ namespace {
 constexpr char LogSource[] = "CommandWindow.cpp";
 constexpr char Label[] = "GetAuthUserCreds";
 
-/// Bytes that are wiped before they are freed.
+/// Bytes of which those that were filled are wiped before all are freed.
 class SecretBuffer {
 public:
     /// Zero-filled. An empty buffer has an address too: to the library, null asks for the size.
@@ -25,18 +25,23 @@ public:
     ~SecretBuffer()
     {
         if (m_bytes != nullptr)
-            SecureZeroMemory(m_bytes, m_size);
+            SecureZeroMemory(m_bytes, m_filled);
         std::free(m_bytes);
     }
     SecretBuffer(const SecretBuffer&) = delete;
     SecretBuffer& operator=(const SecretBuffer&) = delete;
 
     std::size_t Size() const { return m_size; }
+    /// How many bytes somebody has written. Not all of a buffer is touched: the library may have asked for
+    /// gigabytes.
+    void SetFilled(std::size_t bytes) { m_filled = std::min(bytes, m_size); }
+    std::size_t Filled() const { return m_filled; }
     /// Null when there was no memory.
     unsigned char* Get() const { return static_cast<unsigned char*>(m_bytes); }
 
 private:
     const std::size_t m_size;
+    std::size_t m_filled = 0;
     void* const m_bytes;
 };
 
@@ -55,19 +60,21 @@ std::size_t SizeOf(long reported)
 }
 
 /// The second of the two calls, with a buffer as large as the first one asked for.
-long FetchCredentials(const SecretBuffer& buffer, void* record)
+long FetchCredentials(SecretBuffer& buffer, void* record)
 {
     unsigned char* const bytes = buffer.Get();
     if (bytes == nullptr)
         return ERROR_NOT_ENOUGH_MEMORY;
     long size = static_cast<long>(buffer.Size());
     const long status = CallLibrary([&] { return vcsWavPbaGetAuthUserCreds(bytes, &size); });
+    // A call that failed may have written a record before it did.
+    buffer.SetFilled(status == 0 ? SizeOf(size) : sizeof(FPData));
     if (status != 0)
         return status;
     FP_LOG(Label, L"vcsWavPbaGetAuthUserCreds 0");
     // The record is always filled whole, with zeros where the library reported less than that.
     std::memset(record, 0, sizeof(FPData));
-    std::memcpy(record, bytes, std::min({SizeOf(size), buffer.Size(), sizeof(FPData)}));
+    std::memcpy(record, bytes, std::min(buffer.Filled(), sizeof(FPData)));
     return status;
 }
 
@@ -82,7 +89,7 @@ long GetAuthUserCreds(void* record)
     if (CallLibrary([&] { return vcsWavPbaGetAuthUserCreds(nullptr, &size); }) != 0)
         FP_LOG(Label, L"vcsWavPbaGetAuthUserCreds Size Fail");
     // The library may keep to the buffer until it is closed.
-    const SecretBuffer buffer(SizeOf(size));
+    SecretBuffer buffer(SizeOf(size));
     const long status = FetchCredentials(buffer, record);
     CallLibrary([] { return vcsWavPbaClose(); });
     FP_LOG(Label, L"End");

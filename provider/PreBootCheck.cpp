@@ -1,6 +1,7 @@
 #include "PreBootCheck.h"
 
 #include "Binding.h"
+#include "BoundedCall.h"
 #include "EventLog.h"
 #include "Events.h"
 #include "LogFile.h"
@@ -34,15 +35,24 @@ HANDLE OpenStep1Event()
     return CreateEventA(&everyone, TRUE, FALSE, STR_CREDENTIAL_STEP1);
 }
 
-bool AskService()
+/// 1 when the service says so; anything else is a no.
+long AskIsPbaEnable()
 {
     long enabled = 0;
-    // Without a binding of its own the call would use, and the unbinding free, another thread's.
-    if (BindFPService() != RPC_S_OK)
-        return false;
-    const SehResult guarded = Guarded([&] { enabled = RPCAPI::IsPbaEnable(); });
-    UnbindFPService();
-    return !guarded.raised && enabled == 1;
+    return Guarded([&] { enabled = RPCAPI::IsPbaEnable(); }).raised ? 0 : enabled;
+}
+
+bool AskService()
+{
+    constexpr DWORD patience = 2000; // ms; a service that hangs must not hold LogonUI
+    std::optional<long> enabled = 0;
+    if (BindFPService() == RPC_S_OK)
+        enabled = CallWithin<AskIsPbaEnable>(patience);
+    if (enabled)
+        UnbindFPService();
+    else
+        ForgetFPService(); // the late call is still on it
+    return enabled == 1;
 }
 
 bool AskLibrary()

@@ -11,6 +11,7 @@
 #include <shlwapi.h>
 
 #include <cwchar>
+#include <utility>
 
 namespace {
 
@@ -80,20 +81,24 @@ void CVexaFPCredential::SetAccount(PCWSTR domain, PCWSTR userName, PCWSTR passwo
 STDMETHODIMP CVexaFPCredential::Advise(ICredentialProviderCredentialEvents* pcpce)
 {
     FP_LOG("CVexaFPCredential::Advise", L"Start");
-    if (m_pCredProvCredentialEvents != nullptr)
-        m_pCredProvCredentialEvents->Release();
+    ReleaseEvents();
+    pcpce->AddRef();
     m_pCredProvCredentialEvents = pcpce;
-    m_pCredProvCredentialEvents->AddRef();
     return S_OK;
 }
 
 STDMETHODIMP CVexaFPCredential::UnAdvise()
 {
     FP_LOG("CVexaFPCredential::UnAdvise", L"Start");
-    if (m_pCredProvCredentialEvents != nullptr)
-        m_pCredProvCredentialEvents->Release();
-    m_pCredProvCredentialEvents = nullptr;
+    ReleaseEvents();
     return S_OK;
+}
+
+void CVexaFPCredential::ReleaseEvents()
+{
+    ICredentialProviderCredentialEvents* const events = std::exchange(m_pCredProvCredentialEvents, nullptr);
+    if (events != nullptr)
+        events->Release();
 }
 
 STDMETHODIMP CVexaFPCredential::SetSelected(BOOL* pbAutoLogon)

@@ -54,6 +54,8 @@ public:
     void SetAccount(PCWSTR domain, PCWSTR userName, PCWSTR password);
 
 private:
+    void ReleaseEvents();
+
     static constexpr int TextUnits = 256;
 
     WCHAR m_wszDomain[TextUnits] = {};

@@ -146,22 +146,26 @@ STDMETHODIMP CVexaFPProvider::SetSerialization(const CREDENTIAL_PROVIDER_CREDENT
 STDMETHODIMP CVexaFPProvider::Advise(ICredentialProviderEvents* pcpe, UINT_PTR upAdviseContext)
 {
     FP_LOG("CVexaFPProvider::Advise", L"Advise");
-    if (m_pEvents != nullptr)
-        m_pEvents->Release();
-    m_pEvents = pcpe;
-    m_pEvents->AddRef();
+    ReleaseEvents();
+    // The window's thread may look at any moment: it sees the sink last, complete with reference and context.
+    pcpe->AddRef();
     m_adviseContext = upAdviseContext;
+    m_pEvents = pcpe;
     return S_OK;
 }
 
 STDMETHODIMP CVexaFPProvider::UnAdvise()
 {
-    if (m_pEvents != nullptr) {
-        m_pEvents->Release();
-        m_pEvents = nullptr;
-    }
+    ReleaseEvents();
     FP_LOG("CVexaFPProvider::UnAdvise", L"UnAdvise");
     return S_OK;
+}
+
+void CVexaFPProvider::ReleaseEvents()
+{
+    ICredentialProviderEvents* const events = m_pEvents.exchange(nullptr);
+    if (events != nullptr)
+        events->Release();
 }
 
 STDMETHODIMP CVexaFPProvider::GetFieldDescriptorCount(DWORD* pdwCount)

@@ -3,6 +3,8 @@
 
 #include <credentialprovider.h>
 
+#include <atomic>
+
 class CCommandWindow;
 class CVexaFPCredential;
 
@@ -39,13 +41,14 @@ private:
     HRESULT CreateCredentialAndWindow();
     void DestroyCommandWindow();
     void ReleaseCredential();
+    void ReleaseEvents();
 
     DWORD m_statusDetail = 0;
     DWORD m_connectStatus = 0;
     CCommandWindow* m_pCommandWindow = nullptr; // owned
     LONG m_refCount = 1;
-    CVexaFPCredential* m_pCredential = nullptr;     // a counted reference
-    ICredentialProviderEvents* m_pEvents = nullptr; // a counted reference
+    CVexaFPCredential* m_pCredential = nullptr;                  // a counted reference
+    std::atomic<ICredentialProviderEvents*> m_pEvents = nullptr; // a counted reference
     UINT_PTR m_adviseContext = 0;
     CREDENTIAL_PROVIDER_USAGE_SCENARIO m_usageScenario = CPUS_INVALID;
 };

@@ -49,6 +49,12 @@ void UnbindFPService()
     RpcBindingFree(&handle);
 }
 
+void ForgetFPService()
+{
+    g_stringBinding = nullptr;
+    g_hFPBinding = nullptr;
+}
+
 int ConnectFPService()
 {
     const SehResult guarded = Guarded([] {

@@ -11,6 +11,9 @@ RPC_STATUS BindFPService();
 /// Frees both, once.
 void UnbindFPService();
 
+/// Leaves the binding to a call that is still on it, as the next BindFPService would; nobody frees it.
+void ForgetFPService();
+
 /// Binds and calls the service: 1 when it answered, 0 when an exception was raised.
 int ConnectFPService();
 

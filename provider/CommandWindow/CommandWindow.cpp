@@ -1,5 +1,7 @@
 #include "CommandWindow.h"
 
+#include "Binding.h"
+#include "BoundedCall.h"
 #include "FPStub.h"
 #include "LogFile.h"
 #include "Resource.h"
@@ -14,13 +16,22 @@ namespace {
 
 constexpr char LogSource[] = "CommandWindow.cpp";
 
-constexpr DWORD StopLimit = 5000;   // ms
-constexpr DWORD DetachLimit = 1000; // ms
+constexpr DWORD StopLimit = 5000;    // ms
+constexpr DWORD DetachLimit = 1000;  // ms
+constexpr DWORD CaptureLimit = 2000; // ms; a service that hangs must not hold LogonUI
 
 /// Makes a blocked IdentifyEnroll return; false when the call raised.
 bool StopCapture()
 {
     return !Guarded([] { CallStub(Stub_CaptureStop); }).raised;
+}
+
+/// The same when another provider has meanwhile taken the binding away.
+bool BindAndStopCapture()
+{
+    if (g_hFPBinding == nullptr && BindFPService() != RPC_S_OK)
+        return false;
+    return StopCapture();
 }
 
 } // namespace
@@ -63,7 +74,8 @@ void CCommandWindow::Destroy()
     DetachOwner();
     g_bExit.Set();
     FP_LOG(label, L"RPCCaptureStop");
-    if (!StopCapture())
+    const std::optional<bool> captureStopped = CallWithin<StopCapture>(CaptureLimit);
+    if (captureStopped == false)
         FP_LOG(label, L"RPCCaptureStop Fail");
     const bool stopped = WaitForWatchdog(StopLimit);
 
@@ -72,12 +84,15 @@ void CCommandWindow::Destroy()
     if (window != nullptr) {
         const BOOL posted = PostMessageW(window, WM_EXIT_THREAD, 0, 0);
         FP_LOG(label, L"PostMessage  %d", posted);
+        if (!posted)
+            SendNotifyMessageW(window, WM_EXIT_THREAD, 0, 0);
         m_hWnd = nullptr;
     }
     // An identification that began just after the stop, or whose thread missed the flag because the watchdog
-    // had taken it already, would keep its thread, and so the module, until somebody places a finger.
-    if (!stopped)
-        StopCapture();
+    // had taken it already, would keep its thread, and so the module, until somebody places a finger. Where
+    // the first call is still out, its arrival does the same.
+    if (!stopped && captureStopped)
+        CallWithin<BindAndStopCapture>(CaptureLimit);
     if (m_painting.Close(DetachLimit))
         m_art.Shutdown();
     if (m_pProvider != nullptr)
@@ -87,9 +102,9 @@ void CCommandWindow::Destroy()
 
 void CCommandWindow::StartWatchdog()
 {
-    KernelHandle thread = StartThread<DeamonThread>();
+    // Under the lock: a stop that comes right now is to find the handle of a thread that runs.
     AcquireSRWLockExclusive(&m_watchdogLock);
-    m_hDeamonThread = std::move(thread);
+    m_hDeamonThread = StartThread<DeamonThread>();
     ReleaseSRWLockExclusive(&m_watchdogLock);
 }
 

@@ -51,7 +51,7 @@ public:
 
     /// Stops workers and window in order, and gives up the owner's hold: what others would do in a
     /// destructor, but the memory stays until the last thread has left it. Waits for DeamonThread, 5000 ms at
-    /// most.
+    /// most, and for the service's answer to each CaptureStop, 2000 ms at most.
     void Destroy();
 
     // What follows is for the window's own threads.

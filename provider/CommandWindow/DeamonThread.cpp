@@ -20,23 +20,44 @@ enum class Watched {
     Failed, // ThreadFP is to be started again
 };
 
-void RestartStoppedServices(const CCommandWindow& window)
+/// Waits as long as a service is pending, unless the window is about to go.
+class ServiceQuery {
+public:
+    explicit ServiceQuery(const CCommandWindow& window) : m_window(window) {}
+
+    int IsRunning(const wchar_t* service) { return IsServiceRunning(service, GoOn, this); }
+    bool WasGivenUp() const { return m_givenUp; }
+
+private:
+    static bool GoOn(void* query)
+    {
+        auto* const self = static_cast<ServiceQuery*>(query);
+        self->m_givenUp = self->m_window.ReadStop() != StopState::Run;
+        return !self->m_givenUp;
+    }
+
+    const CCommandWindow& m_window;
+    bool m_givenUp = false;
+};
+
+/// False when the window went while a service was pending: there is nothing left to watch.
+bool RestartStoppedServices(const CCommandWindow& window)
 {
     // Only the fingerprint service is restarted, also when it is the sensor's that is down; nobody waits for
     // the commands beyond the pauses, nor looks at their results.
-    const auto isOpen = [](const void* asked) {
-        return !static_cast<const CCommandWindow*>(asked)->IsClosed();
-    };
-    const int sensorService = IsServiceRunning(L"vcsFPService", isOpen, &window);
-    const int fingerprintService =
-        sensorService != 0 ? IsServiceRunning(L"VexaFPService", isOpen, &window) : 0;
-    if ((sensorService != 0 && fingerprintService != 0) || window.IsClosed())
-        return;
+    ServiceQuery query(window);
+    const int sensorService = query.IsRunning(L"vcsFPService");
+    const int fingerprintService = sensorService != 0 ? query.IsRunning(L"VexaFPService") : 0;
+    if (query.WasGivenUp() || window.IsClosed())
+        return false;
+    if (sensorService != 0 && fingerprintService != 0)
+        return true;
     FP_LOG(Label, L"vcsFPService stopped %d %d", sensorService, fingerprintService);
     WinExec("net stop VexaFPService", SW_HIDE);
     Sleep(Pause);
     WinExec("net start VexaFPService", SW_HIDE);
     Sleep(Pause);
+    return !window.IsClosed();
 }
 
 DWORD ExitCodeOf(const KernelHandle& thread)
@@ -96,8 +117,7 @@ DWORD DeamonThread(void* argument)
     auto& window = *static_cast<CCommandWindow*>(argument);
     FP_LOG(Label, L"start");
     for (int failures = 0; failures < RunLimit; ++failures) {
-        RestartStoppedServices(window);
-        if (window.IsClosed() || RunThreadFP(window) == Watched::End || window.IsClosed())
+        if (!RestartStoppedServices(window) || RunThreadFP(window) == Watched::End || window.IsClosed())
             return 0;
         FP_LOG(Label, L"GetExitCodeThread != 0");
         Sleep(Pause);

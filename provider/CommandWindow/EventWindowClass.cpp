@@ -10,9 +10,12 @@ namespace {
 SRWLOCK g_lock = SRWLOCK_INIT;
 int g_users = 0;                              // window threads that have yet to Leave
 const CCommandWindow* g_latestUser = nullptr; // alive as long as its thread is a user
+bool g_stayedRegistered = false;              // nobody uses the class, but it could not be unregistered
 
 HRESULT RegisterNew(HINSTANCE instance, WNDPROC windowProcedure)
 {
+    if (g_stayedRegistered)
+        g_stayedRegistered = !UnregisterClassW(Name, instance);
     WNDCLASSEXW windowClass{};
     windowClass.cbSize = sizeof windowClass;
     windowClass.style = CS_HREDRAW | CS_VREDRAW;
@@ -44,8 +47,9 @@ void Leave(const CCommandWindow& window, HINSTANCE instance)
     AcquireSRWLockExclusive(&g_lock);
     if (g_latestUser == &window)
         g_latestUser = nullptr;
+    // Twice should it fail: once the module is unloaded, nobody remembers what has stayed.
     if (--g_users == 0)
-        UnregisterClassW(Name, instance);
+        g_stayedRegistered = !UnregisterClassW(Name, instance) && !UnregisterClassW(Name, instance);
     ReleaseSRWLockExclusive(&g_lock);
 }
 

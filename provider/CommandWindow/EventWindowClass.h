@@ -14,7 +14,8 @@ inline constexpr wchar_t Name[] = L"EventWindow";
 /// obstacle: its registration is taken over.
 HRESULT Register(const CCommandWindow& window, HINSTANCE instance, WNDPROC windowProcedure);
 
-/// Unregisters the class when no thread uses it any more. The window must be destroyed before.
+/// Unregisters the class when no thread uses it any more. The window must be destroyed before. Where that
+/// fails, the next Register does it first.
 void Leave(const CCommandWindow& window, HINSTANCE instance);
 
 } // namespace EventWindowClass

@@ -75,10 +75,17 @@ void PromptArt::Start()
     NoteFormatStatus(Flat::GdipSetStringFormatAlign(m_format.Get(), Gdiplus::StringAlignmentNear));
     NoteFormatStatus(Flat::GdipSetStringFormatLineAlign(m_format.Get(), Gdiplus::StringAlignmentNear));
 
+    m_font = MakeFont(FontSize);
+}
+
+Font PromptArt::MakeFont(float size)
+{
     FontFamily family;
+    Font font;
     if (Flat::GdipCreateFontFamilyFromName(FontName, nullptr, family.Put()) != Gdiplus::Ok)
         Flat::GdipGetGenericFontFamilySansSerif(family.Put());
-    Flat::GdipCreateFont(family.Get(), FontSize, Gdiplus::FontStyleBold, Gdiplus::UnitPixel, m_font.Put());
+    Flat::GdipCreateFont(family.Get(), size, Gdiplus::FontStyleBold, Gdiplus::UnitPixel, font.Put());
+    return font;
 }
 
 void PromptArt::LoadImageResource(UINT id, const wchar_t* type)
@@ -89,7 +96,16 @@ void PromptArt::LoadImageResource(UINT id, const wchar_t* type)
 
 void PromptArt::Paint(HWND window, const wchar_t* text) const
 {
-    const PromptLayout layout = LayOutPrompt(MeasureText(text));
+    Font smaller;
+    const Gdiplus::GpFont* font = m_font.Get();
+    float width = MeasureText(text, font);
+    if (width > WidestText)
+        smaller = MakeFont(FontSize * WidestText / width);
+    if (smaller) {
+        font = smaller.Get();
+        width = MeasureText(text, font);
+    }
+    const PromptLayout layout = LayOutPrompt(width);
     PAINTSTRUCT paint;
     const HDC context = BeginPaint(window, &paint);
     Graphics graphics;
@@ -98,22 +114,23 @@ void PromptArt::Paint(HWND window, const wchar_t* text) const
         if (m_image)
             Flat::GdipDrawImageRectI(graphics.Get(), m_image.Get(), layout.imageLeft, ImageTop, ImageSize,
                                      ImageSize);
-        DrawText(graphics.Get(), text, layout.textLeft);
+        DrawText(graphics.Get(), text, font, layout.textLeft);
     }
     EndPaint(window, &paint);
 }
 
-void PromptArt::DrawText(Gdiplus::GpGraphics* graphics, const wchar_t* text, int left) const
+void PromptArt::DrawText(Gdiplus::GpGraphics* graphics, const wchar_t* text, const Gdiplus::GpFont* font,
+                         int left) const
 {
     // One bit per pixel: a smoothed edge would be blended with the colour key and show.
     Flat::GdipSetTextRenderingHint(graphics, Gdiplus::TextRenderingHintSingleBitPerPixelGridFit);
     SolidFill brush;
     Flat::GdipCreateSolidFill(TextColor, brush.Put());
     const Gdiplus::RectF place(static_cast<float>(left), TextTop, 0.0F, 0.0F);
-    Flat::GdipDrawString(graphics, text, -1, m_font.Get(), &place, m_format.Get(), brush.Get());
+    Flat::GdipDrawString(graphics, text, -1, font, &place, m_format.Get(), brush.Get());
 }
 
-float PromptArt::MeasureText(const wchar_t* text) const
+float PromptArt::MeasureText(const wchar_t* text, const Gdiplus::GpFont* font) const
 {
     FontFamily family;
     Gdiplus::REAL size = 0.0F;
@@ -121,9 +138,10 @@ float PromptArt::MeasureText(const wchar_t* text) const
     Path path;
     Gdiplus::RectF bounds;
     const Gdiplus::RectF place;
-    if (Flat::GdipGetFamily(m_font.Get(), family.Put()) != Gdiplus::Ok ||
-        Flat::GdipGetFontSize(m_font.Get(), &size) != Gdiplus::Ok ||
-        Flat::GdipGetFontStyle(m_font.Get(), &style) != Gdiplus::Ok ||
+    auto* const measured = const_cast<Gdiplus::GpFont*>(font); // only read
+    if (Flat::GdipGetFamily(measured, family.Put()) != Gdiplus::Ok ||
+        Flat::GdipGetFontSize(measured, &size) != Gdiplus::Ok ||
+        Flat::GdipGetFontStyle(measured, &style) != Gdiplus::Ok ||
         Flat::GdipCreatePath(Gdiplus::FillModeAlternate, path.Put()) != Gdiplus::Ok ||
         Flat::GdipAddPathString(path.Get(), text, -1, family.Get(), style, size, &place, m_format.Get()) !=
             Gdiplus::Ok ||

@@ -23,8 +23,11 @@ public:
 
 private:
     void NoteFormatStatus(Gdiplus::GpStatus status);
-    float MeasureText(const wchar_t* text) const;
-    void DrawText(Gdiplus::GpGraphics* graphics, const wchar_t* text, int left) const;
+    /// Bold Arial, or what is there instead; `size` in pixels.
+    static Gdip::Font MakeFont(float size);
+    float MeasureText(const wchar_t* text, const Gdiplus::GpFont* font) const;
+    void DrawText(Gdiplus::GpGraphics* graphics, const wchar_t* text, const Gdiplus::GpFont* font,
+                  int left) const;
 
     Gdip::Bitmap m_image;
     ULONG_PTR m_gdiplusToken = 0;

@@ -6,6 +6,8 @@ inline constexpr int WindowSize = 400;
 inline constexpr int ImageSize = 80;
 inline constexpr int ImageTop = 10;
 inline constexpr float TextTop = 100.0F;
+/// A text that is wider is drawn smaller, so that its beginning does not lie outside the window.
+inline constexpr float WidestText = 380.0F;
 
 struct PromptLayout {
     int imageLeft;

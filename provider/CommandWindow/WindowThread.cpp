@@ -27,6 +27,21 @@ int CheckUser(const FPData& user)
     return guarded.raised ? 0 : accepted;
 }
 
+/// In the screen's top right corner, whatever size the screen has right now.
+void Place(HWND window, int screenWidth)
+{
+    MoveWindow(window, screenWidth - WindowSize, 0, WindowSize, WindowSize, FALSE);
+}
+
+/// A process whose default layout runs from right to left would get a mirrored window, with its text mirrored
+/// in it.
+void TakeMirroringOff(HWND window)
+{
+    const LONG style = GetWindowLongW(window, GWL_EXSTYLE);
+    if ((style & WS_EX_LAYOUTRTL) != 0)
+        SetWindowLongW(window, GWL_EXSTYLE, style & ~WS_EX_LAYOUTRTL);
+}
+
 void FillWithColorKey(HDC context)
 {
     const RECT whole{0, 0, WindowSize, WindowSize};
@@ -58,7 +73,7 @@ HRESULT CCommandWindow::RunWindow()
         const int width = GetSystemMetrics(SM_CXSCREEN);
         const int height = GetSystemMetrics(SM_CYSCREEN);
         FP_LOG("CCommandWindow::ThreadProc", L"nWidth %d ,nHeight %d", width, height);
-        MoveWindow(window, width - WindowSize, 0, WindowSize, WindowSize, FALSE);
+        Place(window, width);
         ShowWindow(window, SW_SHOWNORMAL);
         // Also without a window: the watchdog has its own business.
         StartWatchdog();
@@ -78,6 +93,7 @@ HRESULT CCommandWindow::InitInstance(HWND* created)
                         WS_POPUP | WS_VISIBLE, CW_USEDEFAULT, CW_USEDEFAULT, WindowSize, WindowSize, nullptr,
                         nullptr, m_hInstance, this);
     const HRESULT result = window != nullptr ? S_OK : HresultFromLastError();
+    TakeMirroringOff(window);
     *created = window;
     m_hWnd = window;
     ShowWindow(window, SW_HIDE);
@@ -111,7 +127,9 @@ void CCommandWindow::EndWindow(HWND window)
     m_hWnd = nullptr;
     HWND latest = window;
     g_hEventWindow.compare_exchange_strong(latest, nullptr);
-    if (window != nullptr)
+    // Once more should it fail: a window left behind would keep its class, and the next window from being
+    // made.
+    if (window != nullptr && !DestroyWindow(window))
         DestroyWindow(window);
 }
 
@@ -135,7 +153,19 @@ LRESULT CALLBACK CCommandWindow::WndProc(HWND window, UINT message, WPARAM wPara
         break;
     case WM_EXIT_THREAD:
         FP_LOG(label, L"WM_CLOSE WM_EXIT_THREAD");
+        // The loop ends with the message that it dispatched; one that was sent never comes by there.
+        if (InSendMessageEx(nullptr) != ISMEX_NOSEND)
+            PostQuitMessage(0);
         return 0;
+    case WM_CLOSE:
+        return 0; // the window goes with its provider, not with Alt+F4
+    case WM_WINDOWPOSCHANGING:
+        // SW_SHOW activates; whoever is typing a password must not lose a key to the prompt.
+        reinterpret_cast<WINDOWPOS*>(lParam)->flags |= SWP_NOACTIVATE;
+        break;
+    case WM_DISPLAYCHANGE:
+        Place(window, GetSystemMetrics(SM_CXSCREEN));
+        break;
     case WM_POWERBROADCAST:
         self->OnPowerBroadcast(window, wParam);
         break;

@@ -1,51 +1,19 @@
 #include "LogonReport.h"
 #include "Names.h"
-#include "Text.h"
 
-#include "WindowsModel/CredentialProtection.h"
 #include "WindowsModel/PackedLogon.h"
+#include "WindowsModel/SimulatedWindows.h"
 
-#include <cstring>
+using WindowsModel::PackedLogon;
+using WindowsModel::PackedString;
 
 namespace {
 
-// KERB_INTERACTIVE_UNLOCK_LOGON as a 64-bit LSA reads it. The fields are read by offset, so that the table
-// shows what is in the block whatever the provider meant to put there.
-constexpr size_t g_messageType = 0;
-constexpr size_t g_domain = 8;
-constexpr size_t g_user = 24;
-constexpr size_t g_password = 40;
-constexpr size_t g_logonId = 56;
-constexpr size_t g_strings = 64;
-
-template <class Value>
-Value Read(const byte* block, size_t offset)
-{
-    Value value;
-    memcpy(&value, block + offset, sizeof(value));
-    return value;
-}
-
 const wchar_t* MessageTypeName(DWORD type)
 {
-    switch (type) {
-    case 2:
+    if (type == KerbInteractiveLogon)
         return L"KerbInteractiveLogon";
-    case 7:
-        return L"KerbWorkstationUnlockLogon";
-    default:
-        return L"(not an interactive logon)";
-    }
-}
-
-/// The characters of one string of the block; nothing when they do not lie within it.
-std::optional<std::wstring> StringAt(const byte* block, size_t bytes, USHORT length, ULONGLONG offset)
-{
-    if (offset > bytes || length > bytes - offset)
-        return std::nullopt;
-    std::wstring text(length / sizeof(wchar_t), L'\0');
-    memcpy(text.data(), block + offset, text.size() * sizeof(wchar_t));
-    return text;
+    return type == KerbWorkstationUnlockLogon ? L"KerbWorkstationUnlockLogon" : L"(not an interactive logon)";
 }
 
 std::wstring SecretText(const std::wstring& text)
@@ -60,67 +28,54 @@ std::wstring SecretText(const std::wstring& text)
     }
 }
 
+void WriteString(Transcript& log, size_t field, const wchar_t* name, const PackedString& place,
+                 const std::wstring& shown)
+{
+    log.Line(L"logon", L"  %6zu  %-16s length %-5hu maximum %-5hu at %-5llu %s", field, name, place.length,
+             place.maximum, place.offset, shown.c_str());
+}
+
+void WriteTable(Transcript& log, const PackedLogon& packed)
+{
+    constexpr size_t interactive = offsetof(KERB_INTERACTIVE_UNLOCK_LOGON, Logon);
+    log.Line(L"logon", L"  offset  field");
+    log.Line(L"logon", L"  %6zu  %-16s %lu %s", interactive + offsetof(KERB_INTERACTIVE_LOGON, MessageType),
+             L"MessageType", packed.messageType, MessageTypeName(packed.messageType));
+    WriteString(log, interactive + offsetof(KERB_INTERACTIVE_LOGON, LogonDomainName), L"LogonDomainName",
+                packed.domainPlace, Quoted(packed.domain));
+    WriteString(log, interactive + offsetof(KERB_INTERACTIVE_LOGON, UserName), L"UserName", packed.userPlace,
+                Quoted(packed.user));
+    WriteString(log, interactive + offsetof(KERB_INTERACTIVE_LOGON, Password), L"Password",
+                packed.passwordPlace, SecretText(packed.password));
+    log.Line(L"logon", L"  %6zu  %-16s %llu", offsetof(KERB_INTERACTIVE_UNLOCK_LOGON, LogonId), L"LogonId",
+             packed.logonId);
+}
+
 } // namespace
 
-void LogonReport::WriteString(const byte* block, size_t bytes, size_t field, const wchar_t* name, bool secret)
+LogonOutcome Examine(const Options& options, Transcript& log,
+                     const CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION& serialization)
 {
-    const USHORT length = Read<USHORT>(block, field);
-    const ULONGLONG offset = Read<ULONGLONG>(block, field + 8);
-    const std::optional<std::wstring> text = StringAt(block, bytes, length, offset);
-    std::wstring shown = L"(outside the block)";
-    if (text)
-        shown = secret ? SecretText(*text) : Quoted(*text);
-    m_transcript.Line(L"logon", L"  %6zu  %-16s length %-5hu maximum %-5hu at %-5llu %s", field, name, length,
-                      Read<USHORT>(block, field + 2), offset, shown.c_str());
-}
-
-void LogonReport::WriteTable(const byte* block, size_t bytes)
-{
-    if (block == nullptr || bytes < g_strings) {
-        m_transcript.Line(L"logon", L"  too short for its fixed part of %zu bytes", g_strings);
-        return;
-    }
-    const DWORD type = Read<DWORD>(block, g_messageType);
-    m_transcript.Line(L"logon", L"  offset  field");
-    m_transcript.Line(L"logon", L"  %6zu  %-16s %lu %s", g_messageType, L"MessageType", type,
-                      MessageTypeName(type));
-    WriteString(block, bytes, g_domain, L"LogonDomainName", false);
-    WriteString(block, bytes, g_user, L"UserName", false);
-    WriteString(block, bytes, g_password, L"Password", true);
-    m_transcript.Line(L"logon", L"  %6zu  %-16s %llu", g_logonId, L"LogonId",
-                      Read<ULONGLONG>(block, g_logonId));
-}
-
-LogonOutcome LogonReport::Examine(const CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION& serialization)
-{
-    m_transcript.Line(L"logon", L"%lu bytes for authentication package %lu, from %s",
-                      serialization.cbSerialization, serialization.ulAuthenticationPackage,
-                      GuidText(serialization.clsidCredentialProvider).c_str());
-    WriteTable(serialization.rgbSerialization, serialization.cbSerialization);
-
+    log.Line(L"logon", L"%lu bytes for authentication package %lu, from %s", serialization.cbSerialization,
+             serialization.ulAuthenticationPackage, GuidText(serialization.clsidCredentialProvider).c_str());
     // On a real system the packages have other numbers than in the model; there the block alone is checked.
-    const WindowsModel::PackedLogon packed =
-        m_options.real ? WindowsModel::DecodePackedLogon(serialization.rgbSerialization,
-                                                         serialization.cbSerialization, m_options.scenario)
-                       : WindowsModel::DecodePackedLogon(serialization, m_options.scenario, m_options.clsid);
+    const PackedLogon packed =
+        options.real ? WindowsModel::DecodePackedLogon(serialization.rgbSerialization,
+                                                       serialization.cbSerialization, options.scenario)
+                     : WindowsModel::DecodePackedLogon(serialization, options.scenario, ProviderClass);
+    WriteTable(log, packed);
     for (const std::string& violation : packed.violations)
-        m_findings.Violation(L"packed logon: " + FromUtf8(violation));
+        log.Violation(L"packed logon: " + FromUtf8(violation));
 
     LogonOutcome outcome;
     outcome.cameOut = true;
     outcome.account = packed.domain + L"\\" + packed.user;
-    if (!m_options.real) {
+    if (!options.real) {
         const WindowsModel::LogonResult result = WindowsModel::Logon(packed);
         outcome.status = result.status;
         outcome.substatus = result.substatus;
-        m_transcript.Line(L"lsa", L"logon of %s: %s, substatus %s", outcome.account.c_str(),
-                          StatusName(result.status).c_str(), StatusName(result.substatus).c_str());
-    }
-    if (m_options.report) {
-        outcome.status = m_options.report->status;
-        outcome.substatus = m_options.report->substatus;
-        m_transcript.Line(L"lsa", L"reported instead, as asked for: %s, substatus %s",
-                          StatusName(outcome.status).c_str(), StatusName(outcome.substatus).c_str());
+        log.Line(L"lsa", L"logon of %s: %s, substatus %s", outcome.account.c_str(),
+                 StatusName(result.status).c_str(), StatusName(result.substatus).c_str());
     }
     return outcome;
 }

@@ -1,8 +1,8 @@
 // The logon that came out of the provider: taken apart, checked, and judged by the LSA.
 #pragma once
 
-#include "Findings.h"
 #include "Options.h"
+#include "Transcript.h"
 
 /// What came of one GetSerialization.
 struct LogonOutcome {
@@ -14,20 +14,7 @@ struct LogonOutcome {
     bool Accepted() const { return cameOut && status >= 0; }
 };
 
-class LogonReport {
-public:
-    LogonReport(const Options& options, Transcript& transcript, Findings& findings)
-        : m_options(options), m_transcript(transcript), m_findings(findings)
-    {
-    }
-
-    LogonOutcome Examine(const CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION& serialization);
-
-private:
-    void WriteTable(const byte* block, size_t bytes);
-    void WriteString(const byte* block, size_t bytes, size_t field, const wchar_t* name, bool secret);
-
-    const Options& m_options;
-    Transcript& m_transcript;
-    Findings& m_findings;
-};
+/// Writes the block field by field. On the system as it is no logon is attempted, and whatever came out
+/// counts as accepted.
+LogonOutcome Examine(const Options& options, Transcript& log,
+                     const CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION& serialization);

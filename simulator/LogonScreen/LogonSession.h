@@ -1,58 +1,66 @@
 // One logon screen's life with the provider: the order in which LogonUI makes its calls.
 #pragma once
 
-#include "CredentialTile.h"
-#include "EventsSink.h"
-#include "ProviderModule.h"
-#include "Simulation.h"
-#include "TileWindow.h"
+#include "Provider.h"
+#include "Screen.h"
+#include "Sinks.h"
 #include "Verdict.h"
+#include "WindowsSetup.h"
 
 #include <memory>
 
 class LogonSession {
 public:
-    /// `simulation` is null when nothing is simulated. `activity` is an event that the sinks and prompts set.
-    LogonSession(const Options& options, CallLog& log, Findings& findings, Simulation* simulation,
-                 HANDLE activity);
+    /// `windows` is null when nothing is simulated. `activity` is an event that the sinks and prompts set.
+    LogonSession(const Options& options, Transcript& log, WindowsSetup* windows, HANDLE activity);
 
     /// From CreateInstance to the last Release, on the calling thread, which has to be a COM apartment's.
-    LifeResult Run(ProviderModule& module);
+    LifeResult Run(Provider& provider);
 
 private:
-    bool OpenProvider(ProviderModule& module);
+    struct Field {
+        DWORD id;
+        CREDENTIAL_PROVIDER_FIELD_TYPE type;
+    };
+
+    bool OpenProvider(Provider& provider);
     bool ReadDescriptors();
-    /// GetCredentialCount and the credentials; what they ask to be logged on at once is logged on.
-    void Enumerate();
-    void CloseCredentials();
-    void LogOn(CredentialTile& credential);
     void CloseProvider();
 
-    void Loop();
-    void Hold(DWORD ms);
-    void Step();
-    void WriteNews();
-    void Pump();
+    /// GetCredentialCount and the credential; if that is to be logged on at once, it is.
+    void Enumerate();
+    bool OpenCredential();
+    void CloseCredential();
+    void ReadField(const Field& field);
+    void ReadImage(DWORD id);
+    void ReadName(DWORD id);
+    /// GetSerialization, the LSA's decision, and ReportResult.
+    void LogOn();
+    bool Serialize(CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION& serialization, std::wstring& statusText);
+    void ReportResult(const LogonOutcome& outcome, std::wstring& statusText);
+
+    /// Lives for so long, or until something else ends it.
+    void Wait(ULONGLONG ms, bool endsEarly);
     void HandleChanges();
-    void CheckEnd(ULONGLONG elapsed);
+    void WriteTiming(long long stamp);
+    void CheckEnd();
     void End(LifeResult::End end);
     void Redraw();
+    bool IsLoggedOn() const { return !m_result.logons.empty() && m_result.logons.back().Accepted(); }
 
     const Options& m_options;
-    CallLog& m_log;
-    Findings& m_findings;
-    Simulation* m_simulation;
+    Transcript& m_log;
+    WindowsSetup* m_windows;
     HANDLE m_activity;
-    LogonReport m_report;
 
-    TileWindow m_window;
+    Screen m_screen;
     std::unique_ptr<EventsSink> m_sink;
+    std::unique_ptr<CredentialSink> m_credentialSink;
     ComRef<ICredentialProvider> m_provider;
-    std::vector<FieldDescriptor> m_descriptors;
-    std::vector<std::unique_ptr<CredentialTile>> m_credentials;
-    CredentialTile* m_selected = nullptr;
-    ScreenContent::Phase m_phase = ScreenContent::Phase::Waiting;
-    std::wstring m_message;
+    ComRef<ICredentialProviderCredential> m_credential;
+    std::vector<Field> m_fields;
+    BitmapHandle m_image;
+    ScreenContent m_content;
 
     LifeResult m_result;
     bool m_ended = false;

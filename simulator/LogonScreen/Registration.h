@@ -1,5 +1,5 @@
-// The registry entries through which Windows finds a credential provider: its COM class and its place in the
-// list of providers that LogonUI asks.
+// The registry entries through which Windows finds the credential provider: its COM class and its place in
+// the list of providers that LogonUI asks.
 #pragma once
 
 #include <windows.h>
@@ -8,17 +8,20 @@
 
 namespace Registration {
 
-/// Both return a Win32 error code. Writing needs administrator's rights.
-LSTATUS Write(const GUID& clsid, const std::wstring& dll);
-LSTATUS Remove(const GUID& clsid);
+/// What is registered; empty texts for what is not.
+struct Entry {
+    std::wstring dll, threadingModel;
+    bool isListed = false; ///< LogonUI would ask this provider
 
-/// The DLL that COM would load for the class; empty when it is not registered.
-std::wstring ServerPath(const GUID& clsid);
+    bool IsThere() const { return !dll.empty() || isListed; }
+};
+Entry Read();
 
-/// The threading model that the class states; empty without one.
-std::wstring ThreadingModel(const GUID& clsid);
-
-/// Whether LogonUI would ask this provider at all.
-bool IsListed(const GUID& clsid);
+/// These say what they did, or what was in the way, and return whether they did it. Writing needs
+/// administrator's rights.
+bool Write(const std::wstring& dll);
+bool Remove();
+/// Returns whether LogonUI would find a DLL.
+bool Tell();
 
 } // namespace Registration

@@ -1,5 +1,5 @@
 #include "Transcript.h"
-#include "Text.h"
+#include "Names.h"
 
 namespace {
 
@@ -12,12 +12,7 @@ LONGLONG Counter()
 
 } // namespace
 
-Transcript::Transcript() : m_start(Counter())
-{
-    LARGE_INTEGER frequency;
-    if (QueryPerformanceFrequency(&frequency))
-        m_frequency = frequency.QuadPart;
-}
+Transcript::Transcript() : m_start(Counter()) {}
 
 bool Transcript::AlsoInto(const std::wstring& path)
 {
@@ -28,7 +23,9 @@ bool Transcript::AlsoInto(const std::wstring& path)
 
 double Transcript::ElapsedMs() const
 {
-    return static_cast<double>(Counter() - m_start) * 1000.0 / static_cast<double>(m_frequency);
+    LARGE_INTEGER frequency;
+    QueryPerformanceFrequency(&frequency);
+    return static_cast<double>(Counter() - m_start) * 1000.0 / static_cast<double>(frequency.QuadPart);
 }
 
 void Transcript::Line(const wchar_t* kind, const wchar_t* format, ...)
@@ -40,15 +37,52 @@ void Transcript::Line(const wchar_t* kind, const wchar_t* format, ...)
 
     CriticalSectionScope scope(m_lock);
     // The kind stands right against its text, so that a script can look for: prompt "Please ..."
-    Write(Format(L"%10.1f ms %9s %s\n", ElapsedMs(), kind, text.c_str()));
-}
-
-void Transcript::Write(const std::wstring& line)
-{
-    Print(STD_OUTPUT_HANDLE, line);
+    const std::wstring line = Format(L"%10.1f ms %9s %s\n", ElapsedMs(), kind, text.c_str());
+    PrintOut(line);
     if (!m_file)
         return;
     const std::string bytes = ToUtf8(line);
     DWORD written = 0;
     WriteFile(m_file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+}
+
+void Transcript::Violation(const std::wstring& text)
+{
+    InterlockedIncrement(&m_findings.violations);
+    Line(L"violation", L"%s", text.c_str());
+}
+
+void Transcript::LeftBehind(const std::wstring& text)
+{
+    InterlockedIncrement(&m_findings.leftBehind);
+    Line(L"leftover", L"%s", text.c_str());
+}
+
+std::wstring Transcript::Current()
+{
+    CriticalSectionScope scope(m_lock);
+    return m_current;
+}
+
+double Transcript::Enter(const std::wstring& name)
+{
+    CriticalSectionScope scope(m_lock);
+    m_current = name;
+    return ElapsedMs();
+}
+
+void Transcript::Leave(const std::wstring& name, const std::wstring& result, double took)
+{
+    {
+        CriticalSectionScope scope(m_lock);
+        m_current.clear();
+    }
+    if (m_news)
+        m_news();
+    Line(L"call", L"%s = %s  [%.1f ms]", name.c_str(), result.c_str(), took);
+}
+
+std::wstring Transcript::ResultText(HRESULT result, const std::wstring& details)
+{
+    return details.empty() ? HresultName(result) : HresultName(result) + L", " + details;
 }

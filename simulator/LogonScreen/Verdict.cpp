@@ -1,52 +1,52 @@
 #include "Verdict.h"
 #include "Names.h"
-#include "Text.h"
 
 namespace {
 
 /// Empty when the logons are what was asked for.
 std::wstring ExpectationMissed(const Options& options, const std::vector<LogonOutcome>& logons)
 {
-    size_t cameOut = 0;
-    for (const LogonOutcome& logon : logons) {
-        if (!logon.cameOut)
-            continue;
-        ++cameOut;
-        if (options.ExpectsNoLogon())
-            return L"a logon of " + logon.account + L" came out where none was expected";
-        if (options.expect.empty())
-            continue;
-        if (logon.account != options.expect)
-            return L"the logon is that of " + logon.account + L", not of " + options.expect;
-        if (!logon.Accepted())
-            return L"the logon of " + logon.account + L" was refused: " + StatusName(logon.status);
-    }
-    if (cameOut == 0 && !options.expect.empty() && !options.ExpectsNoLogon())
+    const LogonOutcome* accepted = nullptr;
+    for (const LogonOutcome& logon : logons)
+        if (logon.Accepted())
+            accepted = &logon;
+    if (accepted != nullptr && options.ExpectsNoLogon())
+        return L"a logon of " + accepted->account + L" was accepted where none was expected";
+    if (accepted != nullptr && !options.expect.empty() && accepted->account != options.expect)
+        return L"the logon is that of " + accepted->account + L", not of " + options.expect;
+    // A refused logon leaves the screen up, so it is no matter as long as another one follows.
+    const bool wanted = options.expect.empty() ? options.untilPrompt.empty() : !options.ExpectsNoLogon();
+    if (accepted != nullptr || !wanted)
+        return std::wstring();
+    if (logons.empty() || !logons.back().cameOut)
         return L"no logon came out";
-    return std::wstring();
+    return L"the logon of " + logons.back().account + L" was refused: " + StatusName(logons.back().status);
 }
 
 } // namespace
 
-ExitStatus Judge(const Options& options, const LifeResult& life, LONG violations, LONG leftBehind,
-                 std::wstring& why)
+ExitStatus Judge(const Options& options, const LifeResult& life, const Findings& found, std::wstring& why)
 {
-    if (life.end == LifeResult::End::NotLoaded || life.end == LifeResult::End::NoTile) {
-        why = life.end == LifeResult::End::NoTile ? L"the provider refused" : L"the DLL can't be loaded";
+    using End = LifeResult::End;
+    if (life.end == End::NotLoaded || life.end == End::NoTile) {
+        why = life.end == End::NoTile ? L"the provider refused" : L"the DLL can't be loaded";
         return ExitStatus::NoTile;
     }
-    if (life.end == LifeResult::End::TimeLimit) {
-        why = L"the time limit came before the end condition";
+    why = ExpectationMissed(options, life.logons);
+    // Where no logon is expected, and no prompt, there is nothing but the time limit.
+    const bool inTime =
+        life.end != End::TimeLimit || (options.ExpectsNoLogon() && options.untilPrompt.empty());
+    if (!inTime && (why.empty() || life.logons.empty())) {
+        why = L"the time limit came before what was to end the life";
         return ExitStatus::TimeLimit;
     }
-    why = ExpectationMissed(options, life.logons);
-    if (why.empty() && life.end == LifeResult::End::Closed)
+    if (why.empty() && life.end == End::Closed)
         why = L"the logon screen was closed by hand";
-    if (why.empty() && violations != 0)
-        why = Format(L"%ld violation(s)", violations);
+    if (why.empty() && found.violations != 0)
+        why = Format(L"%ld violation(s)", found.violations);
     if (!why.empty())
         return ExitStatus::OtherOutcome;
-    if (leftBehind != 0) {
+    if (found.leftBehind != 0) {
         why = L"something of the provider was left behind";
         return ExitStatus::LeftBehind;
     }

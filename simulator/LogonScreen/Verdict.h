@@ -1,11 +1,7 @@
 // What a run comes to.
 #pragma once
 
-#include "Findings.h"
 #include "LogonReport.h"
-#include "Options.h"
-
-#include <vector>
 
 enum class ExitStatus {
     Expected = 0,
@@ -24,8 +20,7 @@ struct LifeResult {
     std::vector<LogonOutcome> logons;
 };
 
-/// The verdict over one life: `leftBehind` and `violations` are those of this life. `why` gets the reason.
-ExitStatus Judge(const Options& options, const LifeResult& life, LONG violations, LONG leftBehind,
-                 std::wstring& why);
+/// The verdict over one life, with what was found in it. `why` gets the reason.
+ExitStatus Judge(const Options& options, const LifeResult& life, const Findings& found, std::wstring& why);
 
 const wchar_t* ExitText(ExitStatus status);

@@ -4,11 +4,11 @@
 namespace {
 
 // The filter of unhandled exceptions gets no argument of ours; there is one watchdog in the process.
-CallLog* g_log = nullptr;
+Transcript* g_log = nullptr;
 
 [[noreturn]] void Die()
 {
-    g_log->Lines().Line(L"verdict", L"%s", ExitText(ExitStatus::Crashed));
+    g_log->Line(L"verdict", L"%s", ExitText(ExitStatus::Crashed));
     // Nothing is cleaned up: the provider's threads are in an unknown state.
     TerminateProcess(GetCurrentProcess(), static_cast<UINT>(ExitStatus::Crashed));
     ExitThread(0);
@@ -36,22 +36,22 @@ std::wstring CallText()
 
 LONG WINAPI Crashed(EXCEPTION_POINTERS* exception)
 {
-    g_log->Lines().Line(L"crash", L"exception 0x%08lX at %s on thread %lu, %s",
-                        exception->ExceptionRecord->ExceptionCode,
-                        Place(exception->ExceptionRecord->ExceptionAddress).c_str(), GetCurrentThreadId(),
-                        CallText().c_str());
+    g_log->Line(L"crash", L"exception 0x%08lX at %s on thread %lu, %s",
+                exception->ExceptionRecord->ExceptionCode,
+                Place(exception->ExceptionRecord->ExceptionAddress).c_str(), GetCurrentThreadId(),
+                CallText().c_str());
     Die();
 }
 
 void CALLBACK Expired(PTP_CALLBACK_INSTANCE, void*, PTP_TIMER)
 {
-    g_log->Lines().Line(L"crash", L"LogonUI's thread is stuck, %s", CallText().c_str());
+    g_log->Line(L"crash", L"LogonUI's thread is stuck, %s", CallText().c_str());
     Die();
 }
 
 } // namespace
 
-Watchdog::Watchdog(CallLog& log)
+Watchdog::Watchdog(Transcript& log)
 {
     g_log = &log;
     SetUnhandledExceptionFilter(Crashed);

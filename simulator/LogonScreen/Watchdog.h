@@ -2,11 +2,11 @@
 // then too.
 #pragma once
 
-#include "CallLog.h"
+#include "Transcript.h"
 
 class Watchdog {
 public:
-    explicit Watchdog(CallLog& log);
+    explicit Watchdog(Transcript& log);
     ~Watchdog();
     Watchdog(const Watchdog&) = delete;
     Watchdog& operator=(const Watchdog&) = delete;

@@ -31,17 +31,14 @@ struct Account {
     std::wstring alias = {};
 };
 
-/// One LogonUserExW as it was made. A null string is recorded as an empty one with its flag unset.
+/// One LogonUserExW as it was made. A null domain is recorded as an empty one with its flag unset.
 struct LogonCall {
     std::wstring user, domain, password;
-    bool hasUser, hasDomain, hasPassword;
-    DWORD type, provider;
-    /// Whether any of the five results was asked for.
-    bool wantsToken, wantsSid, wantsProfile, wantsProfileLength, wantsQuotas;
+    bool hasDomain;
+    DWORD type;
     BOOL result;
     /// ERROR_SUCCESS for a logon that was granted.
     DWORD error;
-    DWORD thread;
 };
 
 struct AccountsState {
@@ -49,19 +46,12 @@ struct AccountsState {
     std::wstring computerName = L"SIMULATED-PC";
     std::vector<Account> accounts;
     std::vector<LogonCall> logons;
-    /// Blocks of the network user API that were handed out and not freed yet.
-    std::vector<void*> netBuffers;
-    /// Calls of NetApiBufferFree with a pointer that was not handed out.
-    size_t wrongNetFrees = 0;
     /// Names that NetUserEnum hands out at once; 0 means all of them.
     size_t netPageSize = 0;
 
-    /// Names are compared without regard to case. A domain of "." means the computer's own accounts;
-    /// an empty one looks there first and elsewhere then, and "user@domain" is understood with it.
+    /// Names are compared without regard to case. Without a domain the computer's own account comes first.
     const Account* Find(const std::wstring& domain, const std::wstring& user) const;
     bool IsLocal(const Account& account) const;
-    /// A local account by its name or its alias.
-    const Account* FindLocal(const std::wstring& user) const;
 };
 
 /// What an attempt to log on comes to, in the languages of both Win32 and the LSA.

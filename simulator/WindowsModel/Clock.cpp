@@ -67,13 +67,9 @@ const Replacement g_replacements[] = {
     SIM_MODELLED(Clock, Never, Sleep, ModelSleep),
     SIM_MODELLED(Clock, Invalid, WaitForSingleObject, ModelWaitForSingleObject),
 };
+const Table g_table(g_replacements);
 
 } // namespace
-
-std::span<const Replacement> ClockReplacements()
-{
-    return g_replacements;
-}
 
 std::vector<DWORD> ClockState::Sleeps(DWORD thread) const
 {

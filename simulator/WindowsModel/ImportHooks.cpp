@@ -9,35 +9,21 @@ namespace WindowsModel {
 
 namespace {
 
-/// One import as it stands in a descriptor: its slot, and its name or ordinal.
-struct Import {
-    const char* library;
-    /// Null for an import by ordinal.
-    const char* name;
-    WORD ordinal;
-    void** slot;
-    bool delayed;
-};
-
 template <class T>
 T* At(HMODULE module, DWORD offset)
 {
     return reinterpret_cast<T*>(reinterpret_cast<BYTE*>(module) + offset);
 }
 
-template <class Visitor>
-void VisitThunks(HMODULE module, const char* library, DWORD names, DWORD slots, bool delayed,
-                 Visitor&& visitor)
+/// Adds the slots of one descriptor that bear the name.
+void CollectSlots(HMODULE module, DWORD names, DWORD slots, const char* wanted, std::vector<void**>& found)
 {
     const auto* name = At<IMAGE_THUNK_DATA>(module, names);
     auto* slot = At<IMAGE_THUNK_DATA>(module, slots);
     for (; name->u1.AddressOfData != 0; ++name, ++slot) {
-        Import import{library, nullptr, 0, reinterpret_cast<void**>(&slot->u1.Function), delayed};
-        if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal))
-            import.ordinal = IMAGE_ORDINAL(name->u1.Ordinal);
-        else
-            import.name = At<IMAGE_IMPORT_BY_NAME>(module, DWORD(name->u1.AddressOfData))->Name;
-        visitor(import);
+        if (!IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal) &&
+            std::strcmp(At<IMAGE_IMPORT_BY_NAME>(module, DWORD(name->u1.AddressOfData))->Name, wanted) == 0)
+            found.push_back(reinterpret_cast<void**>(&slot->u1.Function));
     }
 }
 
@@ -45,46 +31,28 @@ void VisitThunks(HMODULE module, const char* library, DWORD names, DWORD slots, 
 template <class T>
 const T* Directory(HMODULE module, unsigned index)
 {
-    const auto* dos = At<IMAGE_DOS_HEADER>(module, 0);
-    if (dos->e_magic != IMAGE_DOS_SIGNATURE)
-        return nullptr;
-    const auto* nt = At<IMAGE_NT_HEADERS>(module, DWORD(dos->e_lfanew));
-    if (nt->Signature != IMAGE_NT_SIGNATURE || nt->OptionalHeader.NumberOfRvaAndSizes <= index)
-        return nullptr;
+    const auto* nt = At<IMAGE_NT_HEADERS>(module, DWORD(At<IMAGE_DOS_HEADER>(module, 0)->e_lfanew));
     const IMAGE_DATA_DIRECTORY& directory = nt->OptionalHeader.DataDirectory[index];
     return directory.VirtualAddress == 0 ? nullptr : At<T>(module, directory.VirtualAddress);
 }
 
-template <class Visitor>
-void VisitImports(HMODULE module, Visitor&& visitor)
+/// The slots of that name, and for a delayed import the function that it will lead to if its library is
+/// loaded by now: the loader thunk in its slot is of no use as an original.
+std::vector<void**> FindSlots(HMODULE module, const char* name, void*& loaded)
 {
-    if (module == nullptr)
-        return;
+    std::vector<void**> slots;
     for (const auto* entry = Directory<IMAGE_IMPORT_DESCRIPTOR>(module, IMAGE_DIRECTORY_ENTRY_IMPORT);
-         entry != nullptr && entry->Name != 0; ++entry) {
-        // Without the table of names a bound slot cannot be told by its name.
-        if (entry->OriginalFirstThunk != 0)
-            VisitThunks(module, At<char>(module, entry->Name), entry->OriginalFirstThunk, entry->FirstThunk,
-                        false, visitor);
-    }
+         entry != nullptr && entry->Name != 0; ++entry)
+        CollectSlots(module, entry->OriginalFirstThunk, entry->FirstThunk, name, slots);
+    const size_t bound = slots.size();
     for (const auto* entry = Directory<ImgDelayDescr>(module, IMAGE_DIRECTORY_ENTRY_DELAY_IMPORT);
          entry != nullptr && entry->rvaDLLName != 0; ++entry) {
-        // Addresses instead of offsets are a form that no 64-bit linker writes.
-        if (entry->grAttrs & dlattrRva)
-            VisitThunks(module, At<char>(module, entry->rvaDLLName), entry->rvaINT, entry->rvaIAT, true,
-                        visitor);
+        CollectSlots(module, entry->rvaINT, entry->rvaIAT, name, slots);
+        const HMODULE library = GetModuleHandleA(At<char>(module, entry->rvaDLLName));
+        if (slots.size() > bound && library != nullptr)
+            loaded = reinterpret_cast<void*>(GetProcAddress(library, name));
     }
-}
-
-/// What a delayed import will lead to, if its library happens to be loaded: the loader thunk in its slot is
-/// of no use as an original.
-void* LoadedFunction(const Import& import)
-{
-    const HMODULE library = GetModuleHandleA(import.library);
-    if (library == nullptr)
-        return nullptr;
-    const char* name = import.name != nullptr ? import.name : MAKEINTRESOURCEA(import.ordinal);
-    return reinterpret_cast<void*>(GetProcAddress(library, name));
+    return slots;
 }
 
 bool WriteSlot(void** slot, void* value)
@@ -110,76 +78,29 @@ bool IsStillLoaded(HMODULE module, const void* address)
 
 } // namespace
 
-ImportHooks::ImportHooks(HMODULE module) : m_module(module) {}
-
-ImportHooks::ImportHooks(ImportHooks&& other) noexcept
-    : m_module(other.m_module), m_patches(std::exchange(other.m_patches, {}))
-{
-}
-
-ImportHooks::~ImportHooks()
-{
-    Restore();
-}
-
 ImportHooks::Result ImportHooks::Replace(const char* name, void* replacement, void** original)
 {
-    std::vector<void**> slots;
     void* loaded = nullptr;
-    VisitImports(m_module, [&](const Import& import) {
-        if (import.name == nullptr || std::strcmp(import.name, name) != 0)
-            return;
-        slots.push_back(import.slot);
-        if (import.delayed)
-            loaded = LoadedFunction(import);
-    });
-    return ReplaceSlots(slots, loaded, replacement, original);
-}
-
-ImportHooks::Result ImportHooks::ReplaceOrdinal(const char* library, WORD ordinal, void* replacement,
-                                                void** original)
-{
-    std::vector<void**> slots;
-    void* loaded = nullptr;
-    VisitImports(m_module, [&](const Import& import) {
-        if (import.name != nullptr || import.ordinal != ordinal || _stricmp(import.library, library) != 0)
-            return;
-        slots.push_back(import.slot);
-        if (import.delayed)
-            loaded = LoadedFunction(import);
-    });
-    return ReplaceSlots(slots, loaded, replacement, original);
-}
-
-ImportHooks::Result ImportHooks::ReplaceSlots(const std::vector<void**>& slots, void* knownOriginal,
-                                              void* replacement, void** original)
-{
-    if (slots.empty())
-        return Result::NotImported;
-    Result result = Result::AlreadyReplaced;
+    const std::vector<void**> slots = FindSlots(m_module, name, loaded);
     for (void** slot : slots) {
         void* const previous = *slot;
         if (previous == replacement)
             continue;
         if (original != nullptr)
-            *original = knownOriginal != nullptr ? knownOriginal : previous;
+            *original = loaded != nullptr ? loaded : previous;
         if (!WriteSlot(slot, replacement))
             return Result::NotWritable;
         m_patches.push_back({slot, previous, replacement});
-        result = Result::Replaced;
     }
-    return result;
+    return slots.empty() ? Result::NotImported : Result::Replaced;
 }
 
-size_t ImportHooks::Restore()
+void ImportHooks::Restore()
 {
-    size_t restored = 0;
     for (const Patch& patch : std::exchange(m_patches, {})) {
-        if (IsStillLoaded(m_module, patch.slot) && *patch.slot == patch.replacement &&
-            WriteSlot(patch.slot, patch.original))
-            ++restored;
+        if (IsStillLoaded(m_module, patch.slot) && *patch.slot == patch.replacement)
+            WriteSlot(patch.slot, patch.original);
     }
-    return restored;
 }
 
 } // namespace WindowsModel

@@ -3,7 +3,6 @@
 
 #include <windows.h>
 
-#include <string>
 #include <vector>
 
 namespace WindowsModel {
@@ -16,18 +15,16 @@ namespace WindowsModel {
 class ImportHooks {
 public:
     enum class Result {
-        Replaced,        ///< Every slot of that name now leads to the replacement.
-        AlreadyReplaced, ///< The slots led there before; nothing was changed.
-        NotImported,     ///< The module has no such import.
-        NotWritable,     ///< The import table could not be made writable; nothing was changed.
+        Replaced,    ///< Every slot of that name now leads to the replacement.
+        NotImported, ///< The module has no such import.
+        NotWritable, ///< The import table could not be made writable.
     };
 
-    explicit ImportHooks(HMODULE module);
-    ImportHooks(ImportHooks&& other) noexcept;
+    explicit ImportHooks(HMODULE module) : m_module(module) {}
     ImportHooks(const ImportHooks&) = delete;
     ImportHooks& operator=(const ImportHooks&) = delete;
     /// Restores what is still replaced.
-    ~ImportHooks();
+    ~ImportHooks() { Restore(); }
 
     /// Replaces the import called `name`, whichever library it comes from. `*original` is written before the
     /// first slot is, since another thread may run into the replacement at once.
@@ -39,19 +36,14 @@ public:
         return Replace(name, reinterpret_cast<void*>(replacement), reinterpret_cast<void**>(original));
     }
 
-    /// The same for an import by ordinal; the library's name, without regard to case, tells it apart.
-    [[nodiscard]] Result ReplaceOrdinal(const char* library, WORD ordinal, void* replacement,
-                                        void** original = nullptr);
-
-    /// Puts the originals back, in a module that is still loaded, and returns the number of slots restored.
-    /// A slot that somebody else has changed since is left alone.
-    size_t Restore();
+    /// Puts the originals back where the module is still loaded. A slot that somebody else has changed since
+    /// is left alone.
+    void Restore();
 
     /// Drops every memory of the module without touching it: for a module that has been unloaded.
     void Forget() { m_patches.clear(); }
 
     HMODULE Module() const { return m_module; }
-    size_t ReplacedSlots() const { return m_patches.size(); }
 
 private:
     struct Patch {
@@ -59,9 +51,6 @@ private:
         void* original;
         void* replacement;
     };
-
-    Result ReplaceSlots(const std::vector<void**>& slots, void* knownOriginal, void* replacement,
-                        void** original);
 
     HMODULE m_module;
     std::vector<Patch> m_patches;

@@ -4,14 +4,10 @@
 #include <windows.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace WindowsModel {
-
-struct AuthenticationPackage {
-    std::string name;
-    ULONG number;
-};
 
 struct PackageLookup {
     std::string name;
@@ -21,15 +17,10 @@ struct PackageLookup {
 };
 
 struct LsaState {
-    std::vector<AuthenticationPackage> packages = {{"Kerberos", 2}, {"Negotiate", 9}};
-    std::vector<HANDLE> openConnections;
-    size_t connects = 0;
-    /// Deregistrations of a handle that is not open.
-    size_t wrongCloses = 0;
     std::vector<PackageLookup> lookups;
 
-    /// The number of a package by its name, or -1.
-    LONG PackageNumber(const char* name) const;
+    /// The number of a package by its name, or -1. There are Kerberos and Negotiate.
+    static LONG PackageNumber(std::string_view name);
 };
 
 } // namespace WindowsModel

@@ -50,12 +50,12 @@ public:
         KERB_INTERACTIVE_UNLOCK_LOGON header;
         std::memcpy(&header, m_block, sizeof header);
         CheckMessageType(header.Logon.MessageType, scenario);
-        if (header.LogonId.LowPart != 0 || header.LogonId.HighPart != 0)
-            Violation(
-                Words("LogonId is ", header.LogonId.HighPart, ":", header.LogonId.LowPart, " instead of 0"));
-        m_logon.domain = ReadString("LogonDomainName", header.Logon.LogonDomainName);
-        m_logon.user = ReadString("UserName", header.Logon.UserName);
-        m_logon.password = ReadString("Password", header.Logon.Password);
+        std::memcpy(&m_logon.logonId, &header.LogonId, sizeof m_logon.logonId);
+        if (m_logon.logonId != 0)
+            Violation(Words("LogonId is ", m_logon.logonId, " instead of 0"));
+        m_logon.domain = ReadString("LogonDomainName", header.Logon.LogonDomainName, m_logon.domainPlace);
+        m_logon.user = ReadString("UserName", header.Logon.UserName, m_logon.userPlace);
+        m_logon.password = ReadString("Password", header.Logon.Password, m_logon.passwordPlace);
         if (m_expected != m_bytes)
             Violation(Words("header and strings take ", m_expected, " bytes, the block has ", m_bytes));
         return m_logon;
@@ -85,9 +85,10 @@ private:
             Violation(Words("MessageType is ", type, " instead of ", expected));
     }
 
-    std::wstring ReadString(const char* name, const UNICODE_STRING& string)
+    std::wstring ReadString(const char* name, const UNICODE_STRING& string, PackedString& place)
     {
         const size_t offset = reinterpret_cast<size_t>(string.Buffer);
+        place = {string.Length, string.MaximumLength, offset};
         const size_t length = string.Length;
         if (string.MaximumLength != string.Length)
             Violation(Words(name, ".MaximumLength is ", string.MaximumLength, ", Length is ", length));

@@ -11,6 +11,12 @@
 
 namespace WindowsModel {
 
+/// A string's own words about itself in the block.
+struct PackedString {
+    USHORT length, maximum;
+    ULONGLONG offset;
+};
+
 /// A KERB_INTERACTIVE_UNLOCK_LOGON block taken apart. The strings are read wherever the block can be read,
 /// also when rules were broken.
 struct PackedLogon {
@@ -19,6 +25,8 @@ struct PackedLogon {
     std::wstring user;
     /// As it stands in the block: protected, or plain.
     std::wstring password;
+    PackedString domainPlace = {}, userPlace = {}, passwordPlace = {};
+    ULONGLONG logonId = 0;
     /// Every broken rule in words; empty for a block as it should be.
     std::vector<std::string> violations;
 

@@ -23,21 +23,18 @@ const Replacement g_replacements[] = {
     SIM_PASSED(Failures, LastError, LocalAlloc),
     SIM_PASSED(Failures, Status, SHStrDupW),
     SIM_PASSED(Failures, LastError, SysAllocString),
-    SIM_PASSED(Failures, LastError, SysAllocStringLen),
 
     // Modules and resources
     SIM_PASSED(Failures, LastError, GetModuleHandleW),
     SIM_PASSED(Failures, LastError, GetModuleHandleExW),
     SIM_PASSED(Failures, LastError, LoadLibraryA),
     SIM_PASSED(Failures, LastError, LoadLibraryW),
-    SIM_PASSED(Failures, LastError, LoadLibraryExW),
     SIM_PASSED(Failures, LastError, GetProcAddress),
     SIM_PASSED(Failures, LastError, FindResourceW),
     SIM_PASSED(Failures, LastError, LoadResource),
     SIM_PASSED(Failures, LastError, LockResource),
     SIM_PASSED(Failures, LastError, SizeofResource),
     SIM_PASSED(Failures, LastError, LoadBitmapW),
-    SIM_PASSED(Failures, LastError, LoadImageW),
 
     // Threads and events
     SIM_PASSED(Failures, LastError, CreateThread),
@@ -57,6 +54,8 @@ const Replacement g_replacements[] = {
     SIM_PASSED(Failures, LastError, CreateWindowExW),
     SIM_PASSED(Failures, Invalid, GetMessageW),
     SIM_PASSED(Failures, LastError, PostMessageW),
+    SIM_PASSED(Failures, LastError, DestroyWindow),
+    SIM_PASSED(Failures, LastError, UnregisterClassW),
     SIM_PASSED(Failures, LastError, ShowWindow),
     SIM_PASSED(Failures, LastError, MoveWindow),
     SIM_PASSED(Failures, LastError, SetLayeredWindowAttributes),
@@ -65,7 +64,6 @@ const Replacement g_replacements[] = {
     SIM_PASSED(Failures, Status, CreateStreamOnHGlobal),
     SIM_PASSED_AS(Failures, Status, GdiplusStartup, int(ULONG_PTR* token, const void* input, void* output)),
     SIM_PASSED_AS(Failures, Status, GdipCreateFromHDC, int(HDC dc, void** graphics)),
-    SIM_PASSED_AS(Failures, Status, GdipLoadImageFromStream, int(IStream* stream, void** image)),
     SIM_PASSED_AS(Failures, Status, GdipCreateBitmapFromStream, int(IStream* stream, void** bitmap)),
     SIM_PASSED_AS(Failures, Status, GdipCreateBitmapFromHBITMAP,
                   int(HBITMAP bitmap, HPALETTE palette, void** image)),
@@ -88,13 +86,6 @@ const Replacement g_replacements[] = {
     SIM_PASSED(Failures, Status, RegQueryValueExW),
     SIM_PASSED(Failures, Status, RegSetValueExW),
 
-    // Devices
-    SIM_PASSED(Failures, Invalid, SetupDiGetClassDevsW),
-    SIM_PASSED(Failures, LastError, SetupDiEnumDeviceInfo),
-    SIM_PASSED(Failures, LastError, SetupDiGetDeviceRegistryPropertyW),
-    SIM_PASSED(Failures, LastError, SetupDiSetClassInstallParamsW),
-    SIM_PASSED(Failures, LastError, SetupDiCallClassInstaller),
-
     // Remote procedure calls
     SIM_PASSED(Failures, Status, RpcStringBindingComposeW),
     SIM_PASSED(Failures, Status, RpcBindingFromStringBindingW),
@@ -106,20 +97,13 @@ const Replacement g_replacements[] = {
     SIM_PASSED(Failures, LastError, CryptCreateHash),
     SIM_PASSED(Failures, LastError, CryptHashData),
     SIM_PASSED(Failures, LastError, CryptDeriveKey),
-    SIM_PASSED(Failures, LastError, CryptGenKey),
-    SIM_PASSED(Failures, LastError, CryptImportKey),
-    SIM_PASSED(Failures, LastError, CryptSetKeyParam),
     SIM_PASSED(Failures, LastError, CryptEncrypt),
     SIM_PASSED(Failures, LastError, CryptDecrypt),
     SIM_PASSED(Failures, LastError, CryptBinaryToStringW),
     SIM_PASSED(Failures, LastError, CryptStringToBinaryW),
 };
+const Table g_table(g_replacements);
 
 } // namespace
-
-std::span<const Replacement> PassThroughReplacements()
-{
-    return g_replacements;
-}
 
 } // namespace WindowsModel

@@ -19,6 +19,7 @@ enum class Fails {
     LastError, ///< 0, FALSE or null, and the code as last error
     Invalid,   ///< -1 or INVALID_HANDLE_VALUE, and the code as last error
     Status,    ///< the code is the value returned
+    Raises,    ///< the code is raised as a structured exception
 };
 
 struct Replacement {
@@ -27,6 +28,22 @@ struct Replacement {
     Fails fails;
     void* function;
     void** original;
+};
+
+/// One topic's rows. A table that stands in a source file of the model is found by being there.
+class Table;
+inline const Table* g_tables = nullptr;
+
+class Table {
+public:
+    template <size_t Count>
+    explicit Table(const Replacement (&replacements)[Count]) : rows(replacements), next(g_tables)
+    {
+        g_tables = this;
+    }
+
+    const std::span<const Replacement> rows;
+    const Table* const next;
 };
 
 /// Keeps the caller's last error across whatever the model does meanwhile.
@@ -41,22 +58,10 @@ private:
     DWORD m_error;
 };
 
-/// The state as a model sees it: locked, and whoever waits for a change is woken afterwards. The caller's
-/// last error survives, unless the model sets one itself once this object is gone.
-class ModelState {
+/// The state as a model sees it.
+class ModelState : public SimulatedWindows::Locked {
 public:
-    State* operator->() const { return m_locked.operator->(); }
-    State& operator*() const { return *m_locked; }
-
-private:
-    struct Notification {
-        ~Notification() { SimulatedWindows::Instance().NotifyChange(); }
-    };
-
-    // Destroyed from the last to the first: unlock, notify, restore the last error.
-    KeepLastError m_lastError;
-    Notification m_notification;
-    SimulatedWindows::Locked m_locked{SimulatedWindows::Instance()};
+    ModelState() : Locked(SimulatedWindows::Instance()) {}
 };
 
 /// Writes the call down, and takes the failure that waits for it.
@@ -76,6 +81,8 @@ inline Signature* g_original = nullptr;
 template <class Result, Fails Way>
 Result FailedResult([[maybe_unused]] DWORD code)
 {
+    if constexpr (Way == Fails::Raises)
+        RaiseException(code, 0, 0, nullptr);
     if constexpr (Way == Fails::Status) {
         return static_cast<Result>(code);
     } else {
@@ -127,37 +134,8 @@ struct Trampoline<Name, Way, Result(Parameters...), Model> {
     Trampoline<#name, Fails::way, __VA_ARGS__, nullptr>::Row(Group::group)
 #define SIM_ORIGINAL(name) g_original<#name, decltype(::name)>
 
-// The tables, one to a topic.
-std::span<const Replacement> AccountReplacements();
-std::span<const Replacement> LocalUserReplacements();
-std::span<const Replacement> CredentialReplacements();
-std::span<const Replacement> LsaReplacements();
-std::span<const Replacement> SessionReplacements();
-std::span<const Replacement> PowerReplacements();
-std::span<const Replacement> LocaleReplacements();
-std::span<const Replacement> ClockReplacements();
-std::span<const Replacement> TextReplacements();
-std::span<const Replacement> CommandReplacements();
-std::span<const Replacement> DeviceReplacements();
-std::span<const Replacement> ServiceReplacements();
-std::span<const Replacement> PassThroughReplacements();
-
 /// Names of accounts, services and the like are compared without regard to case.
 bool SameName(std::wstring_view a, std::wstring_view b);
-
-/// A handle that stands for something in the model: not null, not Windows', different from call to call.
-HANDLE NewHandle();
-
-/// Takes the value out of the list; false when it is not there.
-template <class T>
-bool TakeOut(std::vector<T>& list, const T& value)
-{
-    const auto place = std::find(list.begin(), list.end(), value);
-    if (place == list.end())
-        return false;
-    list.erase(place);
-    return true;
-}
 
 /// For functions that answer with a BOOL and a last error.
 inline BOOL Answer(DWORD error)
@@ -165,11 +143,6 @@ inline BOOL Answer(DWORD error)
     if (error != ERROR_SUCCESS)
         SetLastError(error);
     return error == ERROR_SUCCESS;
-}
-
-inline std::wstring TextOrEmpty(const wchar_t* text)
-{
-    return text == nullptr ? std::wstring() : std::wstring(text);
 }
 
 } // namespace WindowsModel

@@ -6,42 +6,38 @@ namespace WindowsModel {
 
 namespace {
 
-SC_HANDLE Open(ServicesState& services, const std::wstring& name, DWORD access)
+SC_HANDLE Open(State& state, const std::wstring& name, DWORD access)
 {
-    const HANDLE handle = NewHandle();
-    services.opens.push_back({name, access, handle});
-    services.openHandles.push_back(handle);
+    const HANDLE handle = state.ledger.Open();
+    state.services.opens.push_back({name, access, handle});
     return reinterpret_cast<SC_HANDLE>(handle);
 }
 
 /// Null when the handle is not open.
-const ServiceOpen* FindOpen(const ServicesState& services, SC_HANDLE wanted)
+const ServiceOpen* FindOpen(const State& state, SC_HANDLE wanted)
 {
     const HANDLE handle = reinterpret_cast<HANDLE>(wanted);
-    if (std::find(services.openHandles.begin(), services.openHandles.end(), handle) ==
-        services.openHandles.end())
-        return nullptr;
-    const auto open = std::find_if(services.opens.begin(), services.opens.end(),
-                                   [&](const ServiceOpen& candidate) { return candidate.handle == handle; });
-    return open == services.opens.end() ? nullptr : &*open;
+    const auto& opens = state.services.opens;
+    const auto open = std::find_if(opens.begin(), opens.end(), [&](const ServiceOpen& candidate) {
+        return candidate.handle == handle && state.ledger.Holds(handle);
+    });
+    return open == opens.end() ? nullptr : &*open;
 }
 
 SC_HANDLE ModelOpenSCManagerW(const wchar_t* /*machine*/, const wchar_t* /*database*/, DWORD access)
 {
-    return Open(ModelState()->services, L"", access);
+    return Open(*ModelState(), L"", access);
 }
 
 DWORD OpenNamed(SC_HANDLE manager, const wchar_t* name, DWORD access, SC_HANDLE& service)
 {
-    if (name == nullptr)
-        return ERROR_INVALID_ADDRESS;
     const ModelState state;
-    const ServiceOpen* const open = FindOpen(state->services, manager);
+    const ServiceOpen* const open = FindOpen(*state, manager);
     if (open == nullptr || !open->service.empty())
         return ERROR_INVALID_HANDLE;
     if (state->services.Find(name) == nullptr)
         return ERROR_SERVICE_DOES_NOT_EXIST;
-    service = Open(state->services, name, access);
+    service = Open(*state, name, access);
     return ERROR_SUCCESS;
 }
 
@@ -55,44 +51,31 @@ SC_HANDLE ModelOpenServiceW(SC_HANDLE manager, const wchar_t* name, DWORD access
 DWORD Query(SC_HANDLE handle, SERVICE_STATUS& status)
 {
     const ModelState state;
-    const ServiceOpen* const open = FindOpen(state->services, handle);
+    const ServiceOpen* const open = FindOpen(*state, handle);
     ScriptedService* const service = open == nullptr ? nullptr : state->services.Find(open->service);
     if (service == nullptr)
         return ERROR_INVALID_HANDLE;
     if (!(open->access & (SERVICE_QUERY_STATUS | GENERIC_READ)))
         return ERROR_ACCESS_DENIED;
-    ++service->queries;
     const ServiceStep step = service->steps.empty() ? ServiceStep() : service->steps.front();
     if (service->steps.size() > 1)
         service->steps.pop_front();
     if (step.error != ERROR_SUCCESS)
         return step.error;
     status = {};
-    status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
     status.dwCurrentState = step.state;
     status.dwWaitHint = step.waitHint;
-    if (step.state == SERVICE_RUNNING)
-        status.dwControlsAccepted = SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_SHUTDOWN;
     return ERROR_SUCCESS;
 }
 
 BOOL ModelQueryServiceStatus(SC_HANDLE service, SERVICE_STATUS* status)
 {
-    return Answer(status == nullptr ? DWORD(ERROR_INVALID_ADDRESS) : Query(service, *status));
-}
-
-DWORD Close(SC_HANDLE handle)
-{
-    const ModelState state;
-    if (TakeOut(state->services.openHandles, reinterpret_cast<HANDLE>(handle)))
-        return ERROR_SUCCESS;
-    ++state->services.wrongCloses;
-    return ERROR_INVALID_HANDLE;
+    return Answer(Query(service, *status));
 }
 
 BOOL ModelCloseServiceHandle(SC_HANDLE handle)
 {
-    return Answer(Close(handle));
+    return Answer(ModelState()->ledger.Close(handle) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE);
 }
 
 const Replacement g_replacements[] = {
@@ -101,13 +84,9 @@ const Replacement g_replacements[] = {
     SIM_MODELLED(Services, LastError, QueryServiceStatus, ModelQueryServiceStatus),
     SIM_MODELLED(Services, LastError, CloseServiceHandle, ModelCloseServiceHandle),
 };
+const Table g_table(g_replacements);
 
 } // namespace
-
-std::span<const Replacement> ServiceReplacements()
-{
-    return g_replacements;
-}
 
 void ServicesState::Script(const std::wstring& name, std::deque<ServiceStep> steps)
 {

@@ -20,7 +20,6 @@ struct ScriptedService {
     std::wstring name;
     /// One step for each QueryServiceStatus; the last one stays.
     std::deque<ServiceStep> steps;
-    size_t queries = 0;
 };
 
 struct ServiceOpen {
@@ -35,9 +34,6 @@ struct ServicesState {
     std::vector<ScriptedService> services;
     /// Every handle opened, in order.
     std::vector<ServiceOpen> opens;
-    std::vector<HANDLE> openHandles;
-    /// Calls of CloseServiceHandle with a handle that is not open.
-    size_t wrongCloses = 0;
 
     /// Lists the service, or gives it a new script.
     void Script(const std::wstring& name, std::deque<ServiceStep> steps);

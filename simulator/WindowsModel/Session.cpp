@@ -8,72 +8,50 @@ namespace WindowsModel {
 
 namespace {
 
-/// Hands a copy out. A module that is not given its block is told that memory is short.
-DWORD HandOut(SessionState& session, const void* data, size_t bytes, wchar_t** buffer, DWORD* returned)
+/// Hands a copy out.
+DWORD HandOut(Ledger& ledger, const void* data, size_t bytes, wchar_t** buffer, DWORD* returned)
 {
-    void* const block = HeapAlloc(GetProcessHeap(), 0, bytes);
+    void* const block = ledger.Allocate(bytes);
     if (block == nullptr)
         return ERROR_NOT_ENOUGH_MEMORY;
     std::memcpy(block, data, bytes);
-    session.buffers.push_back(block);
     *buffer = static_cast<wchar_t*>(block);
     *returned = DWORD(bytes);
     return ERROR_SUCCESS;
 }
 
-DWORD HandOut(SessionState& session, const std::wstring& text, wchar_t** buffer, DWORD* returned)
+DWORD Query(State& state, WTS_INFO_CLASS info, wchar_t** buffer, DWORD* returned)
 {
-    return HandOut(session, text.c_str(), (text.size() + 1) * sizeof(wchar_t), buffer, returned);
-}
-
-DWORD Query(SessionState& session, DWORD id, WTS_INFO_CLASS info, wchar_t** buffer, DWORD* returned)
-{
+    SessionState& session = state.session;
     session.queries.push_back(info);
-    if (id != WTS_CURRENT_SESSION && id != session.id)
-        return ERROR_FILE_NOT_FOUND;
-    switch (info) {
-    case WTSConnectState:
-        return HandOut(session, &session.connectState, sizeof session.connectState, buffer, returned);
-    case WTSUserName:
-        return HandOut(session, session.userName, buffer, returned);
-    case WTSDomainName:
-        return HandOut(session, session.domainName, buffer, returned);
-    case WTSSessionId:
-        return HandOut(session, &session.id, sizeof session.id, buffer, returned);
-    default:
-        return ERROR_NOT_SUPPORTED;
-    }
+    if (info == WTSConnectState)
+        return HandOut(state.ledger, &session.connectState, sizeof session.connectState, buffer, returned);
+    if (info == WTSUserName)
+        return HandOut(state.ledger, session.userName.c_str(),
+                       (session.userName.size() + 1) * sizeof(wchar_t), buffer, returned);
+    return ERROR_NOT_SUPPORTED;
 }
 
 BOOL ModelWTSQuerySessionInformationW(HANDLE /*server*/, DWORD id, WTS_INFO_CLASS info, wchar_t** buffer,
                                       DWORD* returned)
 {
-    if (buffer == nullptr || returned == nullptr)
-        return Answer(ERROR_INVALID_PARAMETER);
-    return Answer(Query(ModelState()->session, id, info, buffer, returned));
+    if (id != WTS_CURRENT_SESSION)
+        return Answer(ERROR_FILE_NOT_FOUND);
+    return Answer(Query(*ModelState(), info, buffer, returned));
 }
 
 void ModelWTSFreeMemory(void* block)
 {
-    if (block == nullptr)
-        return;
-    const ModelState state;
-    if (TakeOut(state->session.buffers, block))
-        HeapFree(GetProcessHeap(), 0, block);
-    else
-        ++state->session.wrongFrees;
+    if (block != nullptr)
+        ModelState()->ledger.Free(block);
 }
 
 const Replacement g_replacements[] = {
     SIM_MODELLED(Session, LastError, WTSQuerySessionInformationW, ModelWTSQuerySessionInformationW),
     SIM_MODELLED(Session, Never, WTSFreeMemory, ModelWTSFreeMemory),
 };
+const Table g_table(g_replacements);
 
 } // namespace
-
-std::span<const Replacement> SessionReplacements()
-{
-    return g_replacements;
-}
 
 } // namespace WindowsModel

@@ -2,10 +2,6 @@
 
 #include "WindowsModel/Replacement.h"
 
-#include <array>
-#include <cstdio>
-#include <cstdlib>
-
 namespace WindowsModel {
 
 namespace {
@@ -16,13 +12,8 @@ namespace {
 template <class Visitor>
 void VisitReplacements(Visitor&& visitor)
 {
-    const std::array tables = {AccountReplacements(),    LocalUserReplacements(), CredentialReplacements(),
-                               LsaReplacements(),        SessionReplacements(),   PowerReplacements(),
-                               LocaleReplacements(),     ClockReplacements(),     TextReplacements(),
-                               CommandReplacements(),    DeviceReplacements(),    ServiceReplacements(),
-                               PassThroughReplacements()};
-    for (std::span<const Replacement> table : tables) {
-        for (const Replacement& replacement : table)
+    for (const Table* table = g_tables; table != nullptr; table = table->next) {
+        for (const Replacement& replacement : table->rows)
             visitor(replacement);
     }
 }
@@ -34,71 +25,35 @@ SimulatedWindows& SimulatedWindows::Instance()
     return g_windows;
 }
 
-void SimulatedWindows::Acquire()
-{
-    const DWORD self = GetCurrentThreadId();
-    if (m_owner != self) {
-        AcquireSRWLockExclusive(&m_lock);
-        m_owner = self;
-    }
-    ++m_depth;
-}
-
-void SimulatedWindows::Release()
-{
-    if (--m_depth != 0)
-        return;
-    m_owner = 0;
-    ReleaseSRWLockExclusive(&m_lock);
-}
-
 void SimulatedWindows::Reset()
 {
     // What the old state owns, callbacks above all, is destroyed after the lock is released.
     State old;
-    {
-        const Locked state = Lock();
-        std::swap(*state, old);
-    }
-    NotifyChange();
-}
-
-void SimulatedWindows::NotifyChange()
-{
-    WakeAllConditionVariable(&m_changed);
+    std::swap(*Lock(), old);
 }
 
 HookReport SimulatedWindows::Hook(ImportHooks& hooks, Group groups)
 {
     HookReport report;
-    VisitReplacements([&](const Replacement& replacement) {
-        if ((replacement.group & groups) == Group::None)
+    VisitReplacements([&](const Replacement& row) {
+        if ((row.group & groups) == Group::None)
             return;
-        switch (hooks.Replace(replacement.name, replacement.function, replacement.original)) {
-        case ImportHooks::Result::Replaced:
-        case ImportHooks::Result::AlreadyReplaced:
-            report.replaced.push_back(replacement.name);
-            break;
-        case ImportHooks::Result::NotImported:
-            report.notImported.push_back(replacement.name);
-            break;
-        case ImportHooks::Result::NotWritable:
-            report.failed.push_back(replacement.name);
-            break;
-        }
+        const auto result = hooks.Replace(row.name, row.function, row.original);
+        if (result == ImportHooks::Result::Replaced)
+            report.replaced.emplace_back(row.name);
+        else if (result == ImportHooks::Result::NotWritable)
+            report.failed.emplace_back(row.name);
     });
     return report;
 }
 
-bool SimulatedWindows::FailNext(std::string_view function, DWORD code, unsigned skip, unsigned times,
-                                DWORD thread)
+bool SimulatedWindows::FailNext(std::string_view function, DWORD code, unsigned skip, unsigned times)
 {
     bool canFail = false;
-    VisitReplacements([&](const Replacement& replacement) {
-        canFail |= replacement.name == function && replacement.fails != Fails::Never;
-    });
+    VisitReplacements(
+        [&](const Replacement& row) { canFail |= row.name == function && row.fails != Fails::Never; });
     if (canFail)
-        Lock()->failures.pending.push_back({std::string(function), code, skip, times, thread});
+        Lock()->failures.pending.push_back({std::string(function), code, skip, times});
     return canFail;
 }
 
@@ -106,20 +61,11 @@ bool SimulatedWindows::WaitUntil(const std::function<bool(const State&)>& holds,
 {
     const ULONGLONG end = GetTickCount64() + milliseconds;
     const Locked state = Lock();
-    if (m_depth != 1) {
-        // Nobody could bring the change about.
-        std::fputs("WindowsModel: this thread waits for a change while it holds the model's lock\n", stderr);
-        std::abort();
-    }
     while (!holds(*state)) {
         const ULONGLONG now = GetTickCount64();
         if (now >= end)
             return false;
-        m_owner = 0;
-        m_depth = 0;
-        SleepConditionVariableSRW(&m_changed, &m_lock, DWORD(end - now), 0);
-        m_owner = GetCurrentThreadId();
-        m_depth = 1;
+        SleepConditionVariableCS(&m_changed, &m_lock, DWORD(end - now));
     }
     return true;
 }
@@ -152,16 +98,65 @@ bool HookReport::Replaced(std::string_view function) const
     return std::find(replaced.begin(), replaced.end(), function) != replaced.end();
 }
 
+size_t RecorderState::Count(std::string_view function) const
+{
+    return size_t(std::count_if(calls.begin(), calls.end(),
+                                [&](const Call& call) { return call.function == function; }));
+}
+
+std::optional<DWORD> EnterCall(const char* function)
+{
+    const KeepLastError keep;
+    const ModelState state;
+    state->recorder.calls.push_back({function, GetCurrentThreadId()});
+    auto& pending = state->failures.pending;
+    const auto failure = std::find_if(pending.begin(), pending.end(), [&](const PendingFailure& candidate) {
+        return candidate.function == function;
+    });
+    if (failure == pending.end())
+        return {};
+    if (failure->skip > 0) {
+        --failure->skip;
+        return {};
+    }
+    const DWORD code = failure->code;
+    if (--failure->times == 0)
+        pending.erase(failure);
+    return code;
+}
+
 bool SameName(std::wstring_view a, std::wstring_view b)
 {
     return CompareStringOrdinal(a.data(), int(a.size()), b.data(), int(b.size()), TRUE) == CSTR_EQUAL;
 }
 
-HANDLE NewHandle()
+HANDLE Ledger::Open()
 {
     // Odd, and far from where Windows and Wine number their handles.
     static volatile LONG s_count = 0;
-    return reinterpret_cast<HANDLE>(0x51300001 + 2 * intptr_t(InterlockedIncrement(&s_count)));
+    const auto handle = reinterpret_cast<HANDLE>(0x51300001 + 2 * intptr_t(InterlockedIncrement(&s_count)));
+    held.insert(handle);
+    return handle;
+}
+
+void* Ledger::Allocate(size_t bytes)
+{
+    void* const block = HeapAlloc(GetProcessHeap(), HEAP_ZERO_MEMORY, bytes);
+    if (block != nullptr)
+        held.insert(block);
+    return block;
+}
+
+bool Ledger::Close(HANDLE handle)
+{
+    const bool known = held.erase(handle) != 0;
+    wrong += known ? 0 : 1;
+    return known;
+}
+
+bool Ledger::Free(void* block)
+{
+    return Close(block) && HeapFree(GetProcessHeap(), 0, block);
 }
 
 } // namespace WindowsModel

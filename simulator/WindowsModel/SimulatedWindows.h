@@ -15,17 +15,14 @@
 
 #include "WindowsModel/Accounts.h"
 #include "WindowsModel/Clock.h"
-#include "WindowsModel/Commands.h"
-#include "WindowsModel/CredentialProtection.h"
+#include "WindowsModel/Credentials.h"
 #include "WindowsModel/Devices.h"
-#include "WindowsModel/Failures.h"
 #include "WindowsModel/ImportHooks.h"
-#include "WindowsModel/Locale.h"
+#include "WindowsModel/Ledger.h"
 #include "WindowsModel/Lsa.h"
-#include "WindowsModel/Power.h"
-#include "WindowsModel/Recorder.h"
 #include "WindowsModel/Services.h"
 #include "WindowsModel/Session.h"
+#include "WindowsModel/System.h"
 #include "WindowsModel/Texts.h"
 
 #include <windows.h>
@@ -50,12 +47,14 @@ enum class Group : unsigned {
     Clock = 0x40,     ///< Sleep, WaitForSingleObject
     Texts = 0x80,     ///< OutputDebugStringA, the event log, GDI+ strings and images
     Commands = 0x100, ///< WinExec
-    Devices = 0x200,  ///< CM_Get_DevNode_Status
+    Devices = 0x200,  ///< SetupDi functions, CM_Get_DevNode_Status
     Failures = 0x400, ///< functions that only pass through, so that FailNext reaches them
     Services = 0x800, ///< the service manager's queries; not among the usual ones
+    Rare = 0x1000,    ///< more that pass through: the C runtime, and what hardly ever fails
 
     Usual = 0x7FF,
     All = 0xFFF,
+    Everything = 0x1FFF,
 };
 constexpr Group operator|(Group a, Group b)
 {
@@ -65,20 +64,39 @@ constexpr Group operator&(Group a, Group b)
 {
     return Group(unsigned(a) & unsigned(b));
 }
-constexpr Group operator~(Group a)
-{
-    return Group(~unsigned(a) & unsigned(Group::All));
-}
 
-/// What Hook did, function by function.
+/// What Hook did, function by function. What the module does not import is no fault, and in neither list.
 struct HookReport {
     std::vector<std::string> replaced;
-    /// Belongs to the groups asked for, but the module does not import it. That is no fault by itself.
-    std::vector<std::string> notImported;
     /// Imported, and still the original: the import table could not be written.
     std::vector<std::string> failed;
 
     bool Replaced(std::string_view function) const;
+};
+
+/// A call that went through a replaced function, whatever this did.
+struct Call {
+    const char* function;
+    DWORD thread;
+};
+
+struct RecorderState {
+    std::vector<Call> calls;
+
+    size_t Count(std::string_view function) const;
+};
+
+struct PendingFailure {
+    std::string function;
+    DWORD code;
+    /// Calls let through before the first that fails.
+    unsigned skip;
+    /// Calls that fail.
+    unsigned times;
+};
+
+struct FailuresState {
+    std::vector<PendingFailure> pending;
 };
 
 /// Everything that the replaced functions answer from and write down. Plain data under one lock.
@@ -94,23 +112,36 @@ struct State {
     CommandsState commands;
     ServicesState services;
     TextsState texts;
+    Ledger ledger;
     RecorderState recorder;
     FailuresState failures;
 };
 
 class SimulatedWindows {
 public:
+    SimulatedWindows() { InitializeCriticalSection(&m_lock); }
+    SimulatedWindows(const SimulatedWindows&) = delete;
+    SimulatedWindows& operator=(const SimulatedWindows&) = delete;
+
     static SimulatedWindows& Instance();
 
-    /// Access to the state for as long as the object lives. The same thread may lock again, so that two
-    /// temporaries fit into one expression; every other thread that calls a replaced function waits, so keep
-    /// it short. In a range-based `for` take a Snapshot(): a temporary lock is gone before the first turn.
+    /// Access to the state for as long as the object lives; those who wait for a change look again
+    /// afterwards. The same thread may lock again, so that two temporaries fit into one expression; every
+    /// other thread that calls a replaced function waits, so keep it short. In a range-based `for` take a
+    /// Snapshot(): a temporary lock is gone before the first turn.
     class Locked {
     public:
-        explicit Locked(SimulatedWindows& windows) : m_windows(windows) { m_windows.Acquire(); }
+        explicit Locked(SimulatedWindows& windows) : m_windows(windows)
+        {
+            EnterCriticalSection(&m_windows.m_lock);
+        }
         Locked(const Locked&) = delete;
         Locked& operator=(const Locked&) = delete;
-        ~Locked() { m_windows.Release(); }
+        ~Locked()
+        {
+            LeaveCriticalSection(&m_windows.m_lock);
+            WakeAllConditionVariable(&m_windows.m_changed);
+        }
 
         State* operator->() const { return &m_windows.m_state; }
         State& operator*() const { return m_windows.m_state; }
@@ -131,10 +162,10 @@ public:
     HookReport Hook(ImportHooks& hooks, Group groups = Group::Usual);
 
     /// Lets calls of a function fail: after `skip` calls that go through, `times` calls meet `code`. Whether
-    /// that is the last error or the value returned is the function's own way. `thread` restricts it to
-    /// calls of one thread. False when no replaceable function has that name or it has no way to fail.
-    [[nodiscard]] bool FailNext(std::string_view function, DWORD code, unsigned skip = 0, unsigned times = 1,
-                                DWORD thread = 0);
+    /// that is the last error or the value returned is the function's own way. Failures of one function
+    /// happen in the order in which they were asked for. False when no replaceable function has that name or
+    /// it has no way to fail.
+    [[nodiscard]] bool FailNext(std::string_view function, DWORD code, unsigned skip = 0, unsigned times = 1);
 
     /// Waits in real time until the predicate, called under the lock after every change that a replaced
     /// function makes, holds. False when the time is over. Not to be called under the lock.
@@ -147,18 +178,9 @@ public:
     /// Waits until the function has been called that many times since the start or the last Reset.
     bool WaitForCalls(std::string_view function, size_t count, DWORD milliseconds);
 
-    /// Wakes those who wait: for code that changes the state by itself and has others wait on it.
-    void NotifyChange();
-
 private:
-    void Acquire();
-    void Release();
-
-    SRWLOCK m_lock = SRWLOCK_INIT;
+    CRITICAL_SECTION m_lock;
     CONDITION_VARIABLE m_changed = CONDITION_VARIABLE_INIT;
-    /// The thread that holds the lock, and how often.
-    volatile DWORD m_owner = 0;
-    unsigned m_depth = 0;
     State m_state;
 };
 

@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -23,11 +24,6 @@ struct EventRecord {
     DWORD dataBytes;
 };
 
-struct EventSource {
-    HANDLE handle;
-    std::wstring name;
-};
-
 /// One GdipDrawString that succeeded.
 struct Prompt {
     std::wstring text;
@@ -35,24 +31,20 @@ struct Prompt {
     DWORD thread;
 };
 
-/// One GdipDrawImageRect or GdipDrawImageRectI.
+/// One GdipDrawImageRectI.
 struct DrawnImage {
-    float x, y, width, height;
+    int x, y, width, height;
 };
 
 struct TextsState {
     std::vector<DebugText> debug;
     std::vector<EventRecord> events;
-    std::vector<EventSource> openSources;
-    /// Calls of DeregisterEventSource, or of ReportEventW, with a handle that is not open.
-    size_t wrongSources = 0;
+    /// Names of the event sources that were opened.
+    std::map<HANDLE, std::wstring> sources;
     std::vector<Prompt> prompts;
     std::vector<DrawnImage> images;
     /// Called for each prompt on the thread that draws, after it is drawn and outside the model's lock.
     std::function<void(const std::wstring& text)> onPrompt;
-
-    /// The text drawn last, or an empty one.
-    std::wstring LastPrompt() const { return prompts.empty() ? std::wstring() : prompts.back().text; }
 };
 
 } // namespace WindowsModel

@@ -77,6 +77,15 @@ public:
     /// False when it doesn't start; may be called on any thread.
     bool TryStartService() { return s_service.Start(); }
 
+    /// The service does not answer for as long as this lives.
+    class Suspension {
+    public:
+        Suspension() { REQUIRE(s_service.Suspend()); }
+        ~Suspension() { CHECK(s_service.Resume()); }
+        Suspension(const Suspension&) = delete;
+        Suspension& operator=(const Suspension&) = delete;
+    };
+
     WindowsModel::SimulatedWindows& windows = WindowsModel::SimulatedWindows::Instance();
     FitMachine::Scope fitness;
 

@@ -142,7 +142,7 @@ void CheckAttempt(Machine& machine, const Traces& expected)
     CHECK(watch.IsHeldByDll() == (expected.result == S_OK));
 }
 
-void Script(LONG PreBootLibrary::Script::* what, LONG value)
+void Script(std::optional<LONG> PreBootLibrary::Script::* what, LONG value)
 {
     PreBootLibrary::Script script;
     script.*what = value;
@@ -177,7 +177,7 @@ TEST_CASE("the conditions of a tile, in their order")
              Row{"too late", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 3); }, "www"},
              Row{"at the second query", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 1); }, "wy"},
              Row{"at the third", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 2); }, "wwy"},
-             Row{"both models", [](Machine&) { FitMachine::PlugIn(FitMachine::kFirstModel); }, "y"},
+             Row{"both models", [](Machine&) { FitMachine::PlugIn(FitMachine::FirstModel); }, "y"},
              Row{"disabled", [](Machine& m) { m.windows.Lock()->devices.problem = CM_PROB_DISABLED; }, "D"},
              Row{"another problem",
                  [](Machine& m) { m.windows.Lock()->devices.problem = CM_PROB_FAILED_START; }, "y"},
@@ -232,7 +232,7 @@ TEST_CASE("every attempt goes through the whole gate again")
         CHECK(result == E_OUTOFMEMORY);
     }
     CHECK(dll->clock.Sleeps() == std::vector<DWORD>(6, 2000));
-    FitMachine::PlugIn(FitMachine::kFirstModel);
+    FitMachine::PlugIn(FitMachine::FirstModel);
     dll.Create();
 }
 

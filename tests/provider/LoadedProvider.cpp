@@ -41,7 +41,6 @@ LoadedProvider::~LoadedProvider()
     CHECK_FALSE(IsServiceEventOpen());
     const WindowsModel::State state = windows.Snapshot();
     CHECK(state.failures.pending.empty());
-    CHECK(state.services.openHandles.empty());
-    CHECK(state.session.buffers.empty());
+    CHECK(state.ledger.Clean());
     CHECK(g_gdiplus == 0);
 }

@@ -164,7 +164,7 @@ TEST_CASE("a verified user is announced to the latest sink until withdrawn")
     // An account that can't be checked for want of memory is refused as with a wrong password: not announced.
     dll.FailNext("SysAllocString", ERROR_NOT_ENOUGH_MEMORY);
     SendMessageW(window, FingerprintMessage, 0, 0);
-    CHECK(dll->texts.LastPrompt() == L"Please swipe your finger over the scanner again.");
+    CHECK(dll->texts.prompts.back().text == L"Please swipe your finger over the scanner again.");
     dll->accounts.accounts.clear();
     SendMessageW(window, FingerprintMessage, 0, 0);
     CHECK(OfferOf(*provider) == AutoLogon);

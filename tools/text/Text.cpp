@@ -36,6 +36,16 @@ std::wstring Format(const wchar_t* format, ...)
     return text;
 }
 
+std::wstring ErrorText(DWORD error)
+{
+    wchar_t text[512];
+    const DWORD units = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS |
+                                           FORMAT_MESSAGE_MAX_WIDTH_MASK,
+                                       nullptr, error, 0, text, std::size(text), nullptr);
+    // It ends with a blank in place of the line's end.
+    return std::wstring(text, units) + Format(L"(error %lu)", error);
+}
+
 std::string ToUtf8(std::wstring_view text)
 {
     auto convert = [&](char* buffer, int bytes) {

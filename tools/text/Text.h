@@ -13,6 +13,9 @@
 std::wstring Format(const wchar_t* format, ...);
 std::wstring FormatV(const wchar_t* format, va_list arguments);
 
+/// Windows' own words for an error, and its number: "Access is denied. (error 5)".
+std::wstring ErrorText(DWORD error);
+
 std::string ToUtf8(std::wstring_view text);
 std::wstring FromUtf8(std::string_view text);
 

@@ -1,0 +1,81 @@
+#include "WindowsModel/System.h"
+
+#include "WindowsModel/Replacement.h"
+
+#include <powrprof.h>
+
+namespace WindowsModel {
+
+namespace {
+
+constexpr GUID NoSubgroup = {0xFEA3413E, 0x7E05, 0x4911, {0x9A, 0x71, 0x70, 0x03, 0x31, 0xF1, 0xC2, 0x94}};
+constexpr GUID ConsoleLock = {0x0E796BDB, 0x100D, 0x47D6, {0xA2, 0xD5, 0xF7, 0xD2, 0xDA, 0xA5, 0x1F, 0x51}};
+
+LCID ModelGetSystemDefaultLCID()
+{
+    return ModelState()->locale.systemDefault;
+}
+
+DWORD ModelPowerGetActiveScheme(HKEY /*root*/, GUID** scheme)
+{
+    // The caller frees it with LocalFree.
+    *scheme = static_cast<GUID*>(LocalAlloc(LMEM_FIXED, sizeof(GUID)));
+    if (*scheme == nullptr)
+        return ERROR_NOT_ENOUGH_MEMORY;
+    **scheme = ModelState()->power.activeScheme;
+    return ERROR_SUCCESS;
+}
+
+DWORD ReadSetting(bool onMains, const GUID& scheme, const GUID& subgroup, const GUID& setting, DWORD& value)
+{
+    const ModelState state;
+    state->power.reads.push_back({onMains, scheme});
+    if (scheme != state->power.activeScheme || subgroup != NoSubgroup || setting != ConsoleLock)
+        return ERROR_FILE_NOT_FOUND;
+    value = onMains ? state->power.lockOnMains : state->power.lockOnBattery;
+    return ERROR_SUCCESS;
+}
+
+DWORD ModelPowerReadACValueIndex(HKEY /*root*/, const GUID* scheme, const GUID* subgroup, const GUID* setting,
+                                 DWORD* value)
+{
+    return ReadSetting(true, *scheme, *subgroup, *setting, *value);
+}
+
+DWORD ModelPowerReadDCValueIndex(HKEY /*root*/, const GUID* scheme, const GUID* subgroup, const GUID* setting,
+                                 DWORD* value)
+{
+    return ReadSetting(false, *scheme, *subgroup, *setting, *value);
+}
+
+BOOL ModelGetSystemPowerStatus(SYSTEM_POWER_STATUS* status)
+{
+    *status = ModelState()->power.status;
+    return TRUE;
+}
+
+UINT ModelWinExec(const char* line, UINT show)
+{
+    const CommandsState commands = ModelState()->commands;
+    UINT result = 33;
+    if (commands.onCommand)
+        result = commands.onCommand(line, show);
+    else if (commands.passThrough)
+        result = SIM_ORIGINAL(WinExec)(line, show);
+    ModelState()->commands.commands.push_back({line, show, result});
+    return result;
+}
+
+const Replacement g_replacements[] = {
+    SIM_MODELLED(Locale, Never, GetSystemDefaultLCID, ModelGetSystemDefaultLCID),
+    SIM_MODELLED(Power, Status, PowerGetActiveScheme, ModelPowerGetActiveScheme),
+    SIM_MODELLED(Power, Status, PowerReadACValueIndex, ModelPowerReadACValueIndex),
+    SIM_MODELLED(Power, Status, PowerReadDCValueIndex, ModelPowerReadDCValueIndex),
+    SIM_MODELLED(Power, LastError, GetSystemPowerStatus, ModelGetSystemPowerStatus),
+    SIM_MODELLED(Commands, Status, WinExec, ModelWinExec),
+};
+const Table g_table(g_replacements);
+
+} // namespace
+
+} // namespace WindowsModel
