@@ -25,7 +25,7 @@ public:
     ~SecretBuffer()
     {
         if (m_bytes != nullptr)
-            SecureZeroMemory(m_bytes, m_filled);
+            SecureZeroMemory(m_bytes, std::min(m_size, std::max(m_filled, sizeof(FPData))));
         std::free(m_bytes);
     }
     SecretBuffer(const SecretBuffer&) = delete;
