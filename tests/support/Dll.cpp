@@ -58,16 +58,15 @@ bool Await(const std::function<bool()>& holds)
     return true;
 }
 
-Dll::Dll() : m_first(GetModuleHandleW(FileName) == nullptr), hooks(LoadLibraryW(FileName))
+Dll::Dll() : hooks(LoadLibraryW(FileName))
 {
     REQUIRE(hooks.Module() != nullptr);
-    if (!m_first)
+    using enum WindowsModel::ImportHooks::Result;
+    if (hooks.Replace("malloc", FailingMalloc, &g_malloc) == AlreadyReplaced)
         return;
     const WindowsModel::HookReport report = windows.Hook(hooks, WindowsModel::Group::All);
     REQUIRE(report.failed.empty());
     REQUIRE(report.Replaced("WinExec"));
-    using enum WindowsModel::ImportHooks::Result;
-    REQUIRE(hooks.Replace("malloc", FailingMalloc, &g_malloc) == Replaced);
     REQUIRE(hooks.Replace("GetProcAddress", LackingGetProcAddress, &g_getProcAddress) == Replaced);
     WatchFreedBlocks(hooks);
 }
