@@ -62,8 +62,11 @@ Dll::Dll() : hooks(LoadLibraryW(FileName))
 {
     REQUIRE(hooks.Module() != nullptr);
     using enum WindowsModel::ImportHooks::Result;
-    if (hooks.Replace("malloc", FailingMalloc, &g_malloc) == AlreadyReplaced)
-        return;
+    decltype(g_malloc) original = nullptr;
+    REQUIRE(hooks.Replace("malloc", FailingMalloc, &original) == Replaced);
+    if (original == nullptr)
+        return; // replaced already
+    g_malloc = original;
     const WindowsModel::HookReport report = windows.Hook(hooks, WindowsModel::Group::All);
     REQUIRE(report.failed.empty());
     REQUIRE(report.Replaced("WinExec"));
@@ -78,8 +81,7 @@ Dll::~Dll()
     g_lacking = nullptr;
     if (m_loaded)
         FreeLibrary(hooks.Module());
-    // Its threads may still run in the module: its imports stay replaced until it
-    // goes.
+    // Its threads may still run in the module: its imports stay replaced until it goes.
     hooks.Forget();
 }
 
