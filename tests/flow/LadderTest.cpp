@@ -48,7 +48,7 @@ TEST_CASE("sensor not usable: five checks 200 ms apart and a last one that decid
     for (size_t i = 0; i < runs; ++i)
         expected.insert(expected.end(), run.begin(), run.end());
     CHECK(machine.LogOf("ThreadFP") == expected);
-    REQUIRE(machine.WaitForWatchdogEnd());
+    REQUIRE(HasCome(machine.OpenWatchdog()));
     const auto prompts = machine.windows.Snapshot().texts.prompts;
     const bool failed = std::any_of(prompts.begin(), prompts.end(), [](const WindowsModel::Prompt& prompt) {
         return prompt.text == L"Fingerprint sensor failed.";

@@ -45,8 +45,8 @@ public:
     bool WaitForLog(const std::string& label, const std::wstring& message, size_t times = 1) const;
 
     WorkerWaits Waits() const;
-    /// Waits for the end of the latest watchdog's thread.
-    bool WaitForWatchdogEnd() const;
+    /// The latest watchdog's thread, while its window lives.
+    KernelHandle OpenWatchdog() const;
 
     /// Scripts the service; the command must be carried out.
     void Tell(const std::wstring& command) const;
@@ -98,3 +98,6 @@ private:
     // in a process of its own.
     static ServiceClient::ServiceProcess s_service;
 };
+
+/// Waits for an event to be set, or a thread to end.
+bool HasCome(const KernelHandle& object);

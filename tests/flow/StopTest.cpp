@@ -22,11 +22,6 @@ KernelHandle g_goOn{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
 decltype(&RegisterClassExW) g_registerClass;
 decltype(&SleepConditionVariableSRW) g_sleepOnCondition;
 
-bool IsReached(const KernelHandle& event)
-{
-    return WindowsModel::RealWait(event.Get(), Patience) == WAIT_OBJECT_0;
-}
-
 ATOM WINAPI HeldRegisterClass(const WNDCLASSEXW* windowClass)
 {
     SetEvent(g_reached.Get());
@@ -122,8 +117,10 @@ TEST_CASE("a watchdog that sees the stop first waits for the other thread")
     ProviderLife life(machine);
     life.StartAndWaitForPrompt();
     machine.AwaitCalls(L"IdentifyEnroll");
+    const KernelHandle watchdog = machine.OpenWatchdog();
     machine.HurryWaits([&] { CHECK(machine.WaitForLog("DeamonThread", L"TerminateThread 2")); });
     CHECK(life.End() < StopBound);
+    CHECK(HasCome(watchdog));
     machine.Tell(L"place SIMULATED-PC anna secret");
     CHECK(life.EndAndUnload());
     Texts log = machine.LogOf("DeamonThread");
@@ -138,7 +135,7 @@ TEST_CASE("a life that ends before its window is made")
     REQUIRE(life.dll.hooks.Replace("RegisterClassExW", HeldRegisterClass, &g_registerClass) ==
             WindowsModel::ImportHooks::Result::Replaced);
     life.Start();
-    REQUIRE(IsReached(g_reached));
+    REQUIRE(HasCome(g_reached));
     CHECK(life.End() < StopBound);
     SetEvent(g_goOn.Get());
     CHECK(life.EndAndUnload());
@@ -159,12 +156,12 @@ TEST_CASE("the provider's end waits for a sink that takes its time, and keeps th
     std::atomic<bool> tileGone = false;
     life.sink.during = [&] {
         SetEvent(inside.Get());
-        waitedFor = IsReached(g_reached);
+        waitedFor = HasCome(g_reached);
         for (const WindowsModel::DebugText& debug : machine.windows.Snapshot().texts.debug)
             tileGone = tileGone || debug.text == "VEXA CredPro ~CVexaFPCredential";
     };
     machine.Tell(L"place SIMULATED-PC anna secret");
-    REQUIRE(IsReached(inside));
+    REQUIRE(HasCome(inside));
     life.End();
     CHECK(waitedFor);
     CHECK_FALSE(tileGone);

@@ -102,7 +102,7 @@ TEST_CASE("suspend hides the window; resume shows it and replaces a watchdog tha
     // again.
     machine.Tell(L"place SIMULATED-PC anna wrong");
     REQUIRE(life.SeePrompt(L"Please manually enter your account information to log in"));
-    REQUIRE(machine.WaitForWatchdogEnd());
+    REQUIRE(HasCome(machine.OpenWatchdog()));
     SendMessageW(window, WM_POWERBROADCAST, PBT_APMRESUMESUSPEND, 0);
     REQUIRE(life.SeePrompt(L"Please scan a finger"));
     CHECK(machine.LogOf("DeamonThread") ==
