@@ -13,6 +13,8 @@ wine_packages=(
     # Latin and Cyrillic prompts; Arabic; Chinese, Japanese and Korean.
     fonts-liberation fonts-dejavu-core fonts-wqy-microhei
 )
+# The package's own tools; openssl looks at a key before anything is built with it.
+package_packages=(wixl msitools osslsigncode openssl zip jq git)
 lint_packages=(clang-format-19 clang-tidy-19 shellcheck git)
 
 is_installed() {
