@@ -65,7 +65,7 @@ machine_state() {
     for hive in system user userdef; do
         awk -v hive="$hive" '
             /^\[/ { key = $0; sub(/\] [0-9]+$/, "]", key)
-                    own = key ~ /\\Enum\\|\\Control\\(Class|DeviceClasses|Video)\\|\\DeviceMap|\\Internet Settings|\\RNG\]|\\Explorer\\|Wine\\Debug/
+                    own = key ~ /Enum\\\\|Control\\\\(Class|DeviceClasses|Video)|DeviceMap|Internet Settings|\\RNG\]|Explorer\\|Wine\\\\Debug/
                     installer = key ~ /\\Installer(\\|\])/
                     if (!own && !installer) print hive, key
                     next }
@@ -82,10 +82,11 @@ same_state() {
     return 1
 }
 
-# What a fit machine has besides the package: a sensor and the vendor's library.
+# What a fit machine has besides the package: a sensor, the vendor's library, another credential provider.
 prepare_install_machine() {
     installed 60 regedit /S "$(winepath -w "$root/tools/fit-machine.reg" 2>/dev/null)"
     installed 60 reg delete "$company_key" /f /reg:32 >/dev/null
+    installed 60 reg add "${installed_list_key%\\*}\\{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}" /d Another /f >/dev/null
     cp "$build/PreBootLibrary/vcsWavePba.dll" "$WINEPREFIX/drive_c/windows/system32"
 }
 
@@ -206,7 +207,7 @@ try_repair() {
 }
 
 run_rescue() {
-    installed 60 cmd /c 'C:\Program Files\VEXA\FingerPrint\rescue.cmd' "$@" >"$install_folder/rescue.txt"
+    (cd "$program_files" && installed 60 cmd /c rescue.cmd "$@" >"$install_folder/rescue.txt")
 }
 
 try_rescue() {
@@ -232,20 +233,30 @@ set_by_others() {
     printf '[Public]\r\nLockEnable=1\r\nLockCount=9\r\n[Anna]\r\nHand=left\r\n' >"$settings_file"
 }
 
+# The next start of Windows, when what could not be replaced while it was in use is.
+restart_windows() {
+    stop_wine
+    installed 60 cmd /c rem
+}
+
 try_upgrade() {
     local holder status=0
     say "Upgrade from $version to $newer while a process holds the DLL"
-    timeout 100 wine "$build/LogonScreen.exe" --expect none --until 20 --no-window --service vcsFPService:running \
-        --service VexaFPService:running --transcript "$(winepath -w "$install_folder/holder.txt" 2>/dev/null)" \
-        >/dev/null 2>&1 &
+    timeout 100 wine "$build/LogonScreen.exe" --expect none --until 'prompt:Please scan a finger' --hold 25000 \
+        --service vcsFPService:running --service VexaFPService:running \
+        --transcript "$(winepath -w "$install_folder/holder.txt" 2>/dev/null)" >/dev/null 2>&1 &
     holder=$!
     wait_for 40 grep -q 'prompt "' "$install_folder/holder.txt" || die "The process that is to hold the DLL did not start."
     set_by_others
-    msi 0 "Upgrade" /i "$newer_package"
+    msi 3010 "Upgrade, to be completed by a restart" /i "$newer_package"
     check "the process still holds the old DLL" kill -0 "$holder"
-    check "the new DLL is in place" test "$(installed_version)" == "$newer.0"
+    check "which is still in place" test "$(installed_version)" == "$version.0"
     wait "$holder" || status=$?
-    check "the process that held the old one ended well" test "$status" == 0
+    check "the process ended well" test "$status" == 0
+    stop_install_service
+    restart_windows
+    check "after the restart the new DLL is in place" test "$(installed_version)" == "$newer.0"
+    check "and nothing lies beside it" test -z "$(find "$program_files" -name '*.tmp')"
     check "one version is installed" test "$(products)" == 1
     check "it is the new one" grep -q "$newer" <(installed 30 reg query "$uninstall_key" /s)
     check "Enable is as it was set" value_is 0x0 "$product_key" Enable /reg:32
@@ -268,6 +279,7 @@ try_removal() {
     check "the limit is taken back" refute grep -q 'Lock' "$settings_file"
     installed 30 reg delete "$company_key" /f /reg:32 >/dev/null
     installed 30 reg delete "$installed_list_key" /f >/dev/null
+    installed 30 reg delete 'HKLM\Software\Fingerprint Simulator' /f >/dev/null
     rm -r "$WINEPREFIX/drive_c/users/Public/VEXA"
     check "everything else is as before the installation" same_state
     msi 0 "Installation with nothing asked for" /i "$package"
@@ -289,10 +301,10 @@ bad_package() {
 }
 
 make_test_certificate() {
+    local key=$install_folder/test.key certificate=$install_folder/test.pem
     openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj '/CN=Signing test' -addext extendedKeyUsage=codeSigning \
-        -keyout "$install_folder/test.key" -out "$install_folder/test.pem" 2>/dev/null &&
-        openssl pkcs12 -export -in "$install_folder/test.pem" -inkey "$install_folder/test.key" \
-            -passout pass:of-the-test -out "$install_folder/test.pfx" || die "No certificate could be made for the test."
+        -keyout "$key" -out "$certificate" 2>/dev/null
+    openssl pkcs12 -export -in "$certificate" -inkey "$key" -passout pass:of-the-test -out "$install_folder/test.pfx"
 }
 
 try_signing() {
@@ -331,6 +343,7 @@ run_install() {
     program_files=$WINEPREFIX/drive_c/Program\ Files/VEXA/FingerPrint
     settings_file=$WINEPREFIX/drive_c/users/Public/VEXA/FingerPrint/config.ini
     # A prefix that an interrupted run left half changed would spoil the comparison.
+    stop_wine
     rm -rf "$install_folder"
     mkdir -p "$install_folder"
     say "Building the packages"
@@ -344,7 +357,6 @@ run_install() {
     try_repair
     try_rescue
     try_upgrade
-    stop_install_service
     try_removal
     try_signing
     say "The package installs, works and goes"

@@ -14,7 +14,7 @@ wine_packages=(
     fonts-liberation fonts-dejavu-core fonts-wqy-microhei
 )
 # The package's own tools; openssl looks at a key before anything is built with it.
-package_packages=(wixl msitools osslsigncode openssl zip jq git)
+package_packages=(wixl msitools osslsigncode openssl zip unzip jq git)
 lint_packages=(clang-format-19 clang-tidy-19 shellcheck git)
 
 is_installed() {
