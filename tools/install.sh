@@ -293,10 +293,10 @@ bad_package() {
     shift
     rm -rf "$output"
     if VEXA_SIGN_PASSWORD=${test_password-wrong} "$root/run" package --output "$output" "$@" \
-        >"$install_folder/bad.log" 2>&1; then
+        >"$install_folder/refused.log" 2>&1; then
         die "./run package $* succeeded."
     fi
-    check "refused with \"$text\"" grep -qF "$text" "$install_folder/bad.log"
+    check "refused with \"$text\"" grep -qF "$text" "$install_folder/refused.log"
     check "nothing is left of it" test -z "$(compgen -G "$output*" || true)"
 }
 
