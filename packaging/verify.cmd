@@ -1,5 +1,6 @@
 @echo off
-rem Verifies the fingerprint logon on this Windows: every test program, then logon screens one after another. See :usage.
+rem Verifies the fingerprint logon on this Windows: every test program, then logon screens one after another. Start it
+rem with its folder, as in .\verify.cmd: cmd has a command VERIFY of its own.
 setlocal EnableExtensions
 cd /d "%~dp0"
 set CLASS={0CE326A8-C767-433F-82B9-601B2A27321E}
@@ -88,7 +89,7 @@ if exist C:\CPLog\ set USED=C:\CPLog
 if exist C:\FPLog\ set USED=C:\FPLog
 if not defined USED exit /b 0
 echo verify: this machine is in use already: %USED%. Take a fresh one. 1>&2
-echo After an interrupted run, "verify /clean" takes back what this made. 1>&2
+echo After an interrupted run, ".\verify.cmd /clean" takes back what this made. 1>&2
 exit /b 1
 
 rem :test NAME PROGRAM ARGUMENT...
@@ -179,7 +180,7 @@ goto :eof
 
 rem The provider's watchdog has the stopped service started again; its script starts afresh then.
 :later_finger
-start "" /b cmd /c verify.cmd /finger
+start "" /b cmd /c .\verify.cmd /finger
 goto :eof
 
 :finger_for_restarted_service
@@ -227,7 +228,7 @@ del "%LAST%" 2>nul
 goto :eof
 
 :usage
-echo Usage: verify [/y] [/clean]
+echo Usage: .\verify.cmd [/y] [/clean]
 echo.
 echo Runs every test program and a number of logon screens on this machine, puts everything back and leaves
 echo verify.txt. Unpack the whole zip file, and run this as administrator in a virtual machine.

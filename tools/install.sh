@@ -108,7 +108,7 @@ build_packages() {
 
 # The same files as the next version; the DLL says so too, so that one can see which is installed.
 build_newer_package() {
-    local files=$install_folder/files at dll
+    local files=$install_folder/from-package at dll
     stage=$install_folder/newer
     rm -rf "$files" "$stage"
     mkdir -p "$stage"
@@ -297,7 +297,7 @@ bad_package() {
         die "./run package $* succeeded."
     fi
     check "refused with \"$text\"" grep -qF "$text" "$install_folder/refused.log"
-    check "nothing is left of it" test -z "$(compgen -G "$output*" || true)"
+    check "nothing is left of it" test -z "$(compgen -G "$output*" || compgen -G "$install_folder/file?*" || true)"
 }
 
 make_test_certificate() {
@@ -323,8 +323,8 @@ try_signing() {
     check "four programs and the package are signed and verified" \
         test "$(grep -c '^Signed and verified' "$install_folder/package.log")" == 5
     msi 0 "Installation of the signed package" /i "$signed/VexaFPCredentialProvider-$version.msi"
-    check "the installed DLL's signature holds" osslsigncode verify -CAfile "$install_folder/test.pem" \
-        -in "$program_files/VexaFPCredentialProvider.dll" >/dev/null
+    check "the installed DLL's signature holds" grep -q '^Signature verification: ok' \
+        <(osslsigncode verify -CAfile "$install_folder/test.pem" -in "$program_files/VexaFPCredentialProvider.dll" 2>&1)
     msi 0 "Removal" /x "$signed/VexaFPCredentialProvider-$version.msi"
 }
 

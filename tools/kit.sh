@@ -26,7 +26,7 @@ run_kit() {
     set_windows_version win10
     machine_state >"$kit/before"
     say "verify.cmd"
-    (cd "$kit/The check kit" && timeout 1500 wine cmd /c verify.cmd /y 2>&1) | tr -d '\r' || status=$?
+    (cd "$kit/The check kit" && timeout 1500 wine cmd /c ".\\verify.cmd" /y 2>&1) | tr -d '\r' || status=$?
     say "Its report (${kit#"$root"/}/verify.txt)"
     tr -d '\r' <"$kit/The check kit/verify.txt" | tee "$kit/verify.txt"
     check "the machine is as it was" same_state
