@@ -11,7 +11,6 @@ set PRE_BOOT_KEY=HKLM\SOFTWARE\Fingerprint Simulator
 set LIBRARY=%SystemRoot%\System32\vcsWavePba.dll
 set SETTINGS=C:\Users\Public\VEXA
 set REPORT=verify.txt
-set LAST=verify-last.txt
 set USER=FRONTDESK\Anna
 set SCREEN=LogonScreen --computer FRONTDESK --account %USER%:secret --time-limit 60
 set /a PASSED=0
@@ -93,11 +92,13 @@ echo After an interrupted run, ".\verify.cmd /clean" takes back what this made. 
 exit /b 1
 
 rem :test NAME PROGRAM ARGUMENT...
-rem Its own count decides as well: under Wine a program that crashed may end with 0.
+rem Its own count decides as well: under Wine a program that crashed may end with 0. It writes its file itself: a
+rem redirected one can be held by what it has started. Each run has a file of its own, for the same reason.
 :test
 set NAME=%1
+set LAST=verify-%NAME%.tmp
 set VERDICT=passed
-%2 %3 %4 >"%LAST%" 2>&1
+%2 %3 %4 --out=%LAST% >nul 2>&1
 if errorlevel 1 set VERDICT=FAILED
 find "test cases:" <"%LAST%" | find "| 0 failed" >nul
 if errorlevel 1 set VERDICT=FAILED
@@ -122,6 +123,7 @@ goto :eof
 
 rem The whole system: registered DLL, both services under the service manager, and screens that come and go.
 :logon_screens
+set LAST=verify-setup.tmp
 LogonScreen --register --dll "%CD%\VexaFPCredentialProvider.dll" >"%LAST%" 2>&1
 call :expect 0 %ERRORLEVEL% register
 LogonScreen --status >"%LAST%" 2>&1
@@ -194,6 +196,7 @@ rem :screen STATUS NAME OPTION...
 :screen
 set STATUS=%1
 set NAME=%2
+set LAST=verify-%NAME%.tmp
 shift
 shift
 %SCREEN% %1 %2 %3 %4 %5 %6 %7 %8 %9 >"%LAST%" 2>&1
@@ -224,7 +227,7 @@ del "%LIBRARY%" 2>nul
 rd /s /q "%SETTINGS%" 2>nul
 rd /s /q C:\CPLog 2>nul
 rd /s /q C:\FPLog 2>nul
-del "%LAST%" 2>nul
+del verify-*.tmp 2>nul
 goto :eof
 
 :usage

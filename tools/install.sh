@@ -58,14 +58,14 @@ value_is() {
 }
 
 # Registry and files, one line each, without what Wine changes by itself: times, devices that it finds at each start,
-# the shell's and the crypto library's notes. Windows Installer's own empty keys stay behind in Wine.
+# the shell's and the crypto library's notes and keys. Windows Installer's own empty keys stay behind in Wine.
 machine_state() {
     timeout 60 wineserver -w || true
     local hive
     for hive in system user userdef; do
         awk -v hive="$hive" '
             /^\[/ { key = $0; sub(/\] [0-9]+$/, "]", key)
-                    own = key ~ /Enum\\\\|Control\\\\(Class|DeviceClasses|Video)|DeviceMap|Internet Settings|\\RNG\]|Explorer\\|Wine\\\\Debug/
+                    own = key ~ /Enum\\\\|Control\\\\(Class|DeviceClasses|Video)|DeviceMap|Internet Settings|\\RNG\]|Explorer\\|Wine\\\\(Debug|Crypto)/
                     installer = key ~ /\\Installer(\\|\])/
                     if (!own && !installer) print hive, key
                     next }
