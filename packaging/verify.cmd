@@ -186,11 +186,14 @@ start "" /b cmd /c .\verify.cmd /finger
 goto :eof
 
 :finger_for_restarted_service
-for /l %%i in (1,1,60) do (
-    FingerprintService tell place FRONTDESK Anna secret >nul 2>&1 && exit /b 0
-    ping -n 2 127.0.0.1 >nul
-)
-exit /b 1
+set /a TRIES=60
+:try_finger
+FingerprintService tell place FRONTDESK Anna secret >nul 2>&1
+if not errorlevel 1 exit /b 0
+set /a TRIES-=1
+if %TRIES%==0 exit /b 1
+ping -n 2 127.0.0.1 >nul
+goto try_finger
 
 rem :screen STATUS NAME OPTION...
 :screen
@@ -208,7 +211,7 @@ rem :expect STATUS FOUND NAME
 :expect
 set VERDICT=passed
 if not %1==%2 set VERDICT=FAILED
-if not %1==%2 echo Status %2 instead of %1>>"%LAST%"
+if not %1==%2 >>"%LAST%" echo Status %2 instead of %1
 call :note %3
 goto :eof
 
