@@ -149,11 +149,9 @@ net stop VexaFPService >nul 2>&1
 call :later_finger
 call :screen 0 service-down --sensor present --expect %USER%
 md "%SETTINGS%\FingerPrint" 2>nul
-(
-    echo [Public]
-    echo LockEnable=1
-    echo LockCount=1
-) >"%SETTINGS%\FingerPrint\config.ini"
+>"%SETTINGS%\FingerPrint\config.ini" echo [Public]
+>>"%SETTINGS%\FingerPrint\config.ini" echo LockEnable=1
+>>"%SETTINGS%\FingerPrint\config.ini" echo LockCount=1
 call :finger of-last-year
 call :screen 0 lockout --sensor present --expect none --scenario unlock --until "prompt:Please manually enter"
 del "%SETTINGS%\FingerPrint\config.ini"
