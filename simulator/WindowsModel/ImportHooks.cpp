@@ -60,7 +60,8 @@ bool WriteSlot(void** slot, void* value)
     DWORD protection = 0;
     if (!VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &protection))
         return false;
-    InterlockedExchangePointer(slot, value);
+    // No locked exchange: import slots need not be aligned, and across a cache line it stalls every core.
+    *static_cast<void* volatile*>(slot) = value;
     DWORD ignored = 0;
     VirtualProtect(slot, sizeof *slot, protection, &ignored);
     return true;

@@ -17,8 +17,9 @@ std::string Number(double value)
 std::string JsonOf(const Samples& samples)
 {
     const Summary summary = Summarize(samples);
-    return "{\"samples\": " + std::to_string(samples.size()) + ", \"median\": " + Number(summary.median) +
-           ", \"p95\": " + Number(summary.p95) + ", \"max\": " + Number(summary.maximum) + "}";
+    return "{\"samples\": " + std::to_string(samples.size()) + ", \"min\": " + Number(summary.least) +
+           ", \"median\": " + Number(summary.median) + ", \"p95\": " + Number(summary.p95) +
+           ", \"max\": " + Number(summary.maximum) + "}";
 }
 
 std::wstring Columns(const Samples& samples)
@@ -39,7 +40,7 @@ Summary Summarize(Samples samples)
         return {};
     std::sort(samples.begin(), samples.end());
     const std::size_t last = samples.size() - 1;
-    return {samples[samples.size() / 2], samples[(last * 95 + 50) / 100], samples[last]};
+    return {samples[0], samples[samples.size() / 2], samples[(last * 95 + 50) / 100], samples[last]};
 }
 
 double Figure::Ratio() const
@@ -57,7 +58,7 @@ std::string Figure::Absurdity() const
         return "no samples";
     if (aim > 0 && (Ratio() < lowest || Ratio() > highest))
         return "the ratio to the floor is " + Number(Ratio());
-    if (*std::min_element(shipped.begin(), shipped.end()) < 0 && aim > 0)
+    if (Summarize(shipped).least < 0 && aim > 0)
         return "less than nothing";
     return {};
 }

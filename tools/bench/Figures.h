@@ -7,7 +7,7 @@
 using Samples = std::vector<double>;
 
 struct Summary {
-    double median, p95, maximum;
+    double least, median, p95, maximum;
 };
 Summary Summarize(Samples samples);
 

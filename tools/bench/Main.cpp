@@ -238,19 +238,37 @@ void Bench::RepeatMatches(Side side)
     End(*life);
 }
 
+/// The floor: a thread of its own, for which one of the 5000 ms waits follows the other.
+DWORD WINAPI WaitInTurns(void* end)
+{
+    while (WaitForSingleObject(end, 5000) == WAIT_TIMEOUT) {
+    }
+    return 0;
+}
+
 void Bench::Idle()
 {
     const std::unique_ptr<Life> life = Begin(Shipped, false);
+    const auto others = ReadActivity(m_options.unixId);
+    const KernelHandle end(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    const KernelHandle floor(CreateThread(nullptr, 0, WaitInTurns, end.Get(), 0, nullptr));
     Sleep(500);
     Add(WorkingSetWaiting, Shipped, double(WorkingSet() / 1024));
-    const Activity before = ReadActivity(m_options.unixId);
+    const auto before = ReadActivity(m_options.unixId);
     Sleep(m_options.idleSeconds * 1000);
-    const Activity after = ReadActivity(m_options.unixId);
-    Require(before.wakeUps > 0, "the kernel does not tell what the threads do");
-    Add(IdleWakeUps, Shipped, double(after.wakeUps - before.wakeUps));
-    Add(IdleTicks, Shipped, double(after.ticks - before.ticks));
-    Add(IdleWakeUps, Floor, double(m_options.idleSeconds / 5));
-    Add(IdleTicks, Floor, 0);
+    const auto after = ReadActivity(m_options.unixId);
+    Activity sums[2];
+    for (const auto& [id, thread] : before) {
+        Activity& sum = sums[others.contains(id) ? Shipped : Floor];
+        sum.wakeUps += after.at(id).wakeUps - thread.wakeUps;
+        sum.ticks += after.at(id).ticks - thread.ticks;
+    }
+    for (const Side side : {Shipped, Floor}) {
+        Add(IdleWakeUps, side, double(sums[side].wakeUps));
+        Add(IdleTicks, side, double(sums[side].ticks));
+    }
+    SetEvent(end.Get());
+    WaitForSingleObject(floor.Get(), INFINITE);
     End(*life);
 }
 

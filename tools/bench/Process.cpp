@@ -33,31 +33,31 @@ std::size_t WorkingSet()
     return counters.WorkingSetSize;
 }
 
-Activity ReadActivity(unsigned unixId)
+std::map<std::string, Activity> ReadActivity(unsigned unixId)
 {
-    Activity activity;
+    std::map<std::string, Activity> threads;
     const std::string process = std::to_string(unixId);
     std::error_code error;
     for (const auto& task : std::filesystem::directory_iterator("Z:\\proc\\" + process + "\\task", error)) {
-        if (task.path().filename().string() == process)
+        const std::string id = task.path().filename().string();
+        if (id == process)
             continue;
+        Activity& thread = threads[id];
         std::ifstream status(task.path() / "status");
-        for (std::string word; status >> word;) {
-            if (long count = 0; word == "voluntary_ctxt_switches:" && status >> count)
-                activity.wakeUps += count;
+        for (std::string word; status >> word && word != "voluntary_ctxt_switches:";) {
         }
-        std::stringstream stat;
-        stat << std::ifstream(task.path() / "stat").rdbuf();
+        status >> thread.wakeUps;
+        std::ifstream stat(task.path() / "stat");
+        std::string text;
+        std::getline(stat, text);
         // Behind the name in brackets, which may hold anything: 11 fields, then user and system time.
-        std::string fields = stat.str();
-        std::istringstream rest(fields.substr(fields.find_last_of(')') + 1));
-        std::string skipped;
+        std::istringstream fields(text.substr(text.find_last_of(')') + 1));
         for (int i = 0; i < 11; ++i)
-            rest >> skipped;
+            fields >> text;
         long user = 0;
         long system = 0;
-        rest >> user >> system;
-        activity.ticks += user + system;
+        fields >> user >> system;
+        thread.ticks = user + system;
     }
-    return activity;
+    return threads;
 }

@@ -2,14 +2,17 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
+#include <string>
 
 /// Bytes in use on all heaps.
 std::size_t HeapBytes();
 std::size_t WorkingSet();
 
+/// Of one thread, as the kernel under Wine counts.
 struct Activity {
-    long wakeUps = 0; // of a thread that had gone to sleep
+    long wakeUps = 0; // each time that it had gone to sleep
     long ticks = 0;   // of processor time
 };
-/// Of all threads but the first, as the kernel under Wine counts; `unixId` is its number for this process.
-Activity ReadActivity(unsigned unixId);
+/// By the kernel's thread ids, without the first thread; `unixId` is this process there.
+std::map<std::string, Activity> ReadActivity(unsigned unixId);
