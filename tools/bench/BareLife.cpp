@@ -19,6 +19,7 @@
 #include <cstdio>
 #include <cstring>
 #include <cwchar>
+#include <io.h>
 
 namespace {
 
@@ -32,11 +33,12 @@ constexpr int Side = 400;
 constexpr COLORREF ColorKey = RGB(0xFF, 0x00, 0xFF);
 constexpr wchar_t Ini[] = LR"(C:\Users\Public\VEXA\FingerPrint\config.ini)";
 constexpr char ServiceEvent[] = "Global\\{D3368B8A-2EA4-49d7-A2B0-6F711BAD3DB9}";
+constexpr char LogFolder[] = "C:\\CPLog";
 constexpr char Step1Event[] = "Global\\{689E254C-9110-4F0B-AB84-002C3CB331B6}";
 
 class BareLife final : public Life {
 public:
-    explicit BareLife(const LogTexts* texts) : m_texts(texts) {}
+    BareLife(const LogTexts* texts, bool stopApart) : m_texts(texts), m_stopApart(stopApart) {}
 
     void Create() override;
     void Start() override;
@@ -56,6 +58,7 @@ private:
     void RunWindow();
     void RunWatchdog();
     void RunIdentification();
+    void StopCapture() { Stub_CaptureStop(); }
     void Announce();
     void Paint(HWND window);
     LRESULT Handle(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
@@ -72,7 +75,8 @@ private:
         return KernelHandle(CreateThread(nullptr, 0, Thread<Body>, this, 0, nullptr));
     }
 
-    const LogTexts* m_texts;
+    const LogTexts* const m_texts;
+    const bool m_stopApart;
     HANDLE m_serviceEvent = nullptr;
     std::atomic<HWND> m_window = nullptr;
     std::atomic<bool> m_stop = false;
@@ -86,9 +90,10 @@ private:
     Gdiplus::GpBitmap* m_image = nullptr;
 };
 
-// As the shipped DLL does it: the file is closed and opened again for each line.
+// As ordered: the folder is looked for, and the file opened again, for each line.
 void BareLife::Write(const std::wstring& line)
 {
+    _access(LogFolder, 0);
     FILE* const file = std::fopen("C:\\CPLog\\bare.txt", "ab");
     std::fwrite(line.data(), sizeof(wchar_t), line.size(), file);
     std::fflush(file);
@@ -400,6 +405,7 @@ void BareLife::Serialize()
     ULONG package = 0;
     PlainLsaLookupAuthenticationPackage(lsa, &negotiate, &package);
     LsaDeregisterLogonProcess(lsa);
+    _access(LogFolder, 0); // each line of a log looks whether there is to be one
     CoTaskMemFree(protectedText);
     CoTaskMemFree(packed);
 }
@@ -407,7 +413,10 @@ void BareLife::Serialize()
 void BareLife::Release()
 {
     m_stop = true;
-    Stub_CaptureStop();
+    if (m_stopApart)
+        WaitForSingleObject(StartThread<&BareLife::StopCapture>().Get(), INFINITE);
+    else
+        StopCapture();
     WaitForSingleObject(m_watchdog.Get(), INFINITE);
     PostMessageW(m_window, WM_END, 0, 0);
     Flat::GdipDisposeImage(m_image);
@@ -420,7 +429,7 @@ void BareLife::Release()
 
 } // namespace
 
-std::unique_ptr<Life> MakeBareLife(const LogTexts* texts)
+std::unique_ptr<Life> MakeBareLife(const LogTexts* texts, bool stopApart)
 {
-    return std::make_unique<BareLife>(texts);
+    return std::make_unique<BareLife>(texts, stopApart);
 }

@@ -51,8 +51,9 @@ public:
 };
 
 std::unique_ptr<Life> MakeShippedLife();
-/// Without texts it writes no log.
-std::unique_ptr<Life> MakeBareLife(const LogTexts* texts);
+/// Without texts it writes no log. `stopApart`: at its release it stops the capture on a thread of its own,
+/// as the shipped DLL has to, since a service that hangs must not hold the logon screen.
+std::unique_ptr<Life> MakeBareLife(const LogTexts* texts, bool stopApart);
 
 /// Throws std::runtime_error with `what` unless `holds`.
 void Require(bool holds, const char* what);

@@ -43,6 +43,7 @@ enum FigureId {
     Serialization,
     LogLine,
     Release,
+    ReleaseApart,
     IdleWakeUps,
     IdleTicks,
     GrowthLife,
@@ -76,11 +77,13 @@ private:
 
     void LoadOnce(Side side);
     void LearnLogTexts();
-    std::unique_ptr<Life> Begin(Side side, bool logging, double* gate = nullptr, double* prompt = nullptr);
+    std::unique_ptr<Life> Begin(Side side, bool logging, bool stopApart = false, double* gate = nullptr,
+                                double* prompt = nullptr);
     /// From the service's answer to the announcement, in microseconds.
     double Match();
     void End(Life& life);
-    void LeadLife(Side side, bool logging);
+    /// `stopApart`: see MakeBareLife.
+    void LeadLife(Side side, bool logging, bool stopApart = false);
     void RepeatMatches(Side side);
     void Idle();
 
@@ -98,6 +101,7 @@ private:
         {"GetSerialization", "us", 1.1},
         {"one log line", "us", 1.2},
         {"Release while a finger is awaited", "us", 1.3},
+        {"the same, floor with a thread for CaptureStop", "us", 1.3},
         {"idle, waiting for a finger", "wake-ups"},
         {"idle, waiting for a finger", "ticks of processor time"},
         {"growth a life", "bytes"},
@@ -159,7 +163,7 @@ void Bench::LearnLogTexts()
     Require(!m_texts.match.empty() && !matching && !m_texts.single.empty(), "the log is not as expected");
 }
 
-std::unique_ptr<Life> Bench::Begin(Side side, bool logging, double* gate, double* prompt)
+std::unique_ptr<Life> Bench::Begin(Side side, bool logging, bool stopApart, double* gate, double* prompt)
 {
     PreBootLibrary::Clear();
     m_machine.ForgetCheck();
@@ -167,7 +171,7 @@ std::unique_ptr<Life> Bench::Begin(Side side, bool logging, double* gate, double
     Tell(L"clear");
     m_identifications = 0;
     std::unique_ptr<Life> life =
-        side == Shipped ? MakeShippedLife() : MakeBareLife(logging ? &m_texts : nullptr);
+        side == Shipped ? MakeShippedLife() : MakeBareLife(logging ? &m_texts : nullptr, stopApart);
     const double created = Time([&] { life->Create(); });
     g_painted.Reset();
     const double painted = Time([&] {
@@ -204,13 +208,13 @@ void Bench::End(Life& life)
     life.AwaitEnd();
 }
 
-void Bench::LeadLife(Side side, bool logging)
+void Bench::LeadLife(Side side, bool logging, bool stopApart)
 {
     constexpr int repetitions = 5;
     const std::size_t before = HeapBytes();
     double gate = 0;
     double prompt = 0;
-    const std::unique_ptr<Life> life = Begin(side, logging, &gate, &prompt);
+    std::unique_ptr<Life> life = Begin(side, logging, stopApart, &gate, &prompt);
     Add(logging ? AnnounceLogOn : AnnounceLogOff, side, Match());
     for (int i = 0; i < repetitions && logging; ++i)
         Add(LogLine, side, Time([&] { life->LogLine(); }));
@@ -218,11 +222,15 @@ void Bench::LeadLife(Side side, bool logging)
         Add(Serialization, side, Time([&] { life->Serialize(); }));
     const double release = Time([&] { life->Release(); });
     life->AwaitEnd();
+    life.reset();
     if (logging)
         return;
     Add(Gate, side, gate);
     Add(FirstPrompt, side, prompt);
-    Add(Release, side, release);
+    if (side == Shipped || !stopApart)
+        Add(Release, side, release);
+    if (side == Shipped || stopApart)
+        Add(ReleaseApart, side, release);
     Add(GrowthLife, side, double(HeapBytes()) - double(before));
 }
 
@@ -302,7 +310,7 @@ void Bench::Run()
     End(*Begin(Floor, false));
     for (unsigned i = 0; i < m_options.samples; ++i) {
         LeadLife(Shipped, false);
-        LeadLife(Floor, false);
+        LeadLife(Floor, false, i % 2 != 0);
     }
     RepeatMatches(Shipped);
     RepeatMatches(Floor);
