@@ -38,7 +38,10 @@ constexpr char Step1Event[] = "Global\\{689E254C-9110-4F0B-AB84-002C3CB331B6}";
 
 class BareLife final : public Life {
 public:
-    BareLife(const LogTexts* texts, bool stopApart) : m_texts(texts), m_stopApart(stopApart) {}
+    BareLife(Signals& signals, const LogTexts* texts, bool stopApart)
+        : m_signals(signals), m_texts(texts), m_stopApart(stopApart)
+    {
+    }
 
     void Create() override;
     void Start() override;
@@ -75,6 +78,7 @@ private:
         return KernelHandle(CreateThread(nullptr, 0, Thread<Body>, this, 0, nullptr));
     }
 
+    Signals& m_signals;
     const LogTexts* const m_texts;
     const bool m_stopApart;
     HANDLE m_serviceEvent = nullptr;
@@ -297,7 +301,8 @@ void BareLife::Paint(HWND window)
     Flat::GdipDrawString(graphics, m_prompt, -1, m_font, &place, m_format, brush);
     Flat::GdipDeleteBrush(brush);
     Flat::GdipDeleteGraphics(graphics);
-    StampedEndPaint(window, &paint);
+    EndPaint(window, &paint);
+    m_signals.painted.Raise();
 }
 
 void BareLife::QueryService(const wchar_t* name)
@@ -381,7 +386,7 @@ void BareLife::Announce()
     ShowWindow(m_window, SW_HIDE);
     for (std::size_t line = 1; m_texts != nullptr && line < m_texts->match.size(); ++line)
         Write(m_texts->match[line]);
-    g_announced.Raise();
+    m_signals.announced.Raise();
 }
 
 void BareLife::Serialize()
@@ -429,7 +434,7 @@ void BareLife::Release()
 
 } // namespace
 
-std::unique_ptr<Life> MakeBareLife(const LogTexts* texts, bool stopApart)
+Life* MakeBareLife(Signals& signals, const LogTexts* texts, bool stopApart)
 {
-    return std::make_unique<BareLife>(texts, stopApart);
+    return new BareLife(signals, texts, stopApart);
 }

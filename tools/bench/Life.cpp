@@ -6,9 +6,6 @@
 #include <cwchar>
 #include <stdexcept>
 
-Signal g_painted;
-Signal g_announced;
-
 void Signal::Reset()
 {
     m_at = 0;
@@ -68,11 +65,4 @@ NTSTATUS PlainLsaLookupAuthenticationPackage(HANDLE /*lsa*/, LSA_STRING* /*name*
 {
     *package = 0;
     return 0;
-}
-
-BOOL StampedEndPaint(HWND window, const PAINTSTRUCT* paint)
-{
-    const BOOL ended = EndPaint(window, paint);
-    g_painted.Raise();
-    return ended;
 }

@@ -22,10 +22,10 @@ private:
     KernelHandle m_raised{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
 };
 
-/// A prompt was painted.
-extern Signal g_painted;
-/// The identified user was announced to the logon screen.
-extern Signal g_announced;
+struct Signals {
+    Signal painted;   // a prompt
+    Signal announced; // the identified user, to the logon screen
+};
 
 /// What the bare program writes at the places where the shipped DLL does: its own texts, learned from its
 /// log.
@@ -40,7 +40,7 @@ public:
 
     /// The creation gate, up to the provider.
     virtual void Create() = 0;
-    /// The provider brings its window up; g_painted follows.
+    /// Brings the window up; `painted` follows.
     virtual void Start() = 0;
     virtual void Serialize() = 0;
     virtual void LogLine() = 0;
@@ -50,10 +50,11 @@ public:
     virtual HWND Window() const = 0;
 };
 
-std::unique_ptr<Life> MakeShippedLife();
-/// Without texts it writes no log. `stopApart`: at its release it stops the capture on a thread of its own,
-/// as the shipped DLL has to, since a service that hangs must not hold the logon screen.
-std::unique_ptr<Life> MakeBareLife(const LogTexts* texts, bool stopApart);
+std::unique_ptr<Life> MakeShippedLife(Signals& signals);
+
+/// In BareProgram.dll. Without texts it writes no log. `stopApart`: at its release it stops the capture on a
+/// thread of its own, as the shipped DLL has to, since a service that hangs must not hold the logon screen.
+extern "C" __declspec(dllexport) Life* MakeBareLife(Signals& signals, const LogTexts* texts, bool stopApart);
 
 /// Throws std::runtime_error with `what` unless `holds`.
 void Require(bool holds, const char* what);

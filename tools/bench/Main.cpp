@@ -89,6 +89,8 @@ private:
 
     const Options m_options;
     FitMachine::Scope m_machine;
+    Signals m_signals;
+    decltype(&MakeBareLife) m_makeBareLife = nullptr;
     LogTexts m_texts;
     unsigned m_identifications = 0;
     // clang-format off
@@ -171,12 +173,14 @@ std::unique_ptr<Life> Bench::Begin(Side side, bool logging, bool stopApart, doub
     Tell(L"clear");
     m_identifications = 0;
     std::unique_ptr<Life> life =
-        side == Shipped ? MakeShippedLife() : MakeBareLife(logging ? &m_texts : nullptr, stopApart);
+        side == Shipped
+            ? MakeShippedLife(m_signals)
+            : std::unique_ptr<Life>(m_makeBareLife(m_signals, logging ? &m_texts : nullptr, stopApart));
     const double created = Time([&] { life->Create(); });
-    g_painted.Reset();
+    m_signals.painted.Reset();
     const double painted = Time([&] {
         life->Start();
-        g_painted.Await();
+        m_signals.painted.Await();
     });
     if (gate != nullptr)
         *gate = created;
@@ -188,9 +192,9 @@ std::unique_ptr<Life> Bench::Begin(Side side, bool logging, bool stopApart, doub
 
 double Bench::Match()
 {
-    g_announced.Reset();
+    m_signals.announced.Reset();
     Tell(L"place FRONTDESK Anna Correct-Horse-7");
-    const long long announced = g_announced.Await();
+    const long long announced = m_signals.announced.Await();
     Tell(L"wait IdentifyEnroll " + std::to_wstring(++m_identifications));
     const auto report = ServiceClient::Report();
     Require(report.has_value(), "the service reports nothing");
@@ -305,6 +309,9 @@ void Bench::Run()
         LoadOnce(Shipped);
         LoadOnce(Floor);
     }
+    m_makeBareLife = reinterpret_cast<decltype(m_makeBareLife)>(
+        reinterpret_cast<void*>(GetProcAddress(LoadLibraryW(L"BareProgram.dll"), "MakeBareLife")));
+    Require(m_makeBareLife != nullptr, "BareProgram.dll does not load");
     // The first of each kind pays for what the later ones find ready.
     End(*Begin(Shipped, false));
     End(*Begin(Floor, false));

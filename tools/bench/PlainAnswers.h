@@ -14,5 +14,3 @@ BOOL PlainCredIsProtectedW(wchar_t* text, CRED_PROTECTION_TYPE* type);
 BOOL PlainCredProtectW(BOOL asSelf, wchar_t* text, DWORD units, wchar_t* buffer, DWORD* bufferUnits,
                        CRED_PROTECTION_TYPE* type);
 NTSTATUS PlainLsaLookupAuthenticationPackage(HANDLE lsa, LSA_STRING* name, ULONG* package);
-/// Windows' own, with a note of the time.
-BOOL StampedEndPaint(HWND window, const PAINTSTRUCT* paint);

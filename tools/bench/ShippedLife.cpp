@@ -7,6 +7,8 @@
 
 namespace {
 
+Signals* g_signals = nullptr;
+
 constexpr CLSID ProviderClass = {
     0x0ce326a8, 0xc767, 0x433f, {0x82, 0xb9, 0x60, 0x1b, 0x2a, 0x27, 0x32, 0x1e}};
 
@@ -21,12 +23,20 @@ public:
     STDMETHODIMP_(ULONG) Release() override { return 1; }
     STDMETHODIMP CredentialsChanged(UINT_PTR /*context*/) override
     {
-        g_announced.Raise();
+        g_signals->announced.Raise();
         return S_OK;
     }
 };
 
 Sink g_sink;
+
+/// Windows' own, with a note of the time.
+BOOL StampedEndPaint(HWND window, const PAINTSTRUCT* paint)
+{
+    const BOOL ended = EndPaint(window, paint);
+    g_signals->painted.Raise();
+    return ended;
+}
 
 /// Stays loaded, and its imports replaced, from the first life to the end of the program.
 IClassFactory* Factory()
@@ -106,7 +116,8 @@ private:
 
 } // namespace
 
-std::unique_ptr<Life> MakeShippedLife()
+std::unique_ptr<Life> MakeShippedLife(Signals& signals)
 {
+    g_signals = &signals;
     return std::make_unique<ShippedLife>();
 }
