@@ -3,7 +3,7 @@ cmake_policy(VERSION 3.25)
 
 # What a clean Windows 10 has. msvcrt.dll is the system's own C runtime.
 set(allowed_libraries
-    advapi32 cfgmgr32 crypt32 gdi32 gdiplus kernel32 msvcrt netapi32 ole32 oleaut32 powrprof rpcrt4 secur32 setupapi
+    advapi32 cfgmgr32 crypt32 gdi32 gdiplus kernel32 msvcrt ole32 oleaut32 powrprof rpcrt4 secur32 setupapi
     shell32 shlwapi user32 wtsapi32)
 
 function(run variable)
