@@ -47,7 +47,7 @@ run_bench() {
             return
             ;;
         --smoke)
-            samples=3
+            samples=8
             idle=10
             ;;
         --samples)
@@ -68,9 +68,8 @@ run_bench() {
     say "Measuring, about $((idle + samples)) seconds"
     # The kernel under Wine knows this shell, and what it becomes, by one number.
     # shellcheck disable=SC2016  # it is the inner shell's
-    (cd "$build" && exec timeout $((120 + idle + 5 * samples)) bash -c \
-        'exec wine ./Bench.exe --unix-id $$ --json bench.json "$@"' bench --samples "$samples" --idle "$idle" \
-        2>"$build/bench-errors.txt") || status=$?
+    (cd "$build" && exec timeout $((120 + idle + 5 * samples)) bash -c 'exec wine ./Bench.exe "$@" $$' \
+        bench "$samples" "$idle" 2>"$build/bench-errors.txt") || status=$?
     ((status == 0)) || die "Bench ended with $status. It said: $(cat "$build/bench-errors.txt")"
     [[ -s $build/bench.json ]] || die "Bench has left no build/bench.json. It said: $(cat "$build/bench-errors.txt")"
     say "The same in build/bench.json"

@@ -1,7 +1,6 @@
-// The floor: each ordered call of Windows and of the service, raw, and nothing between them.
+// The floor: what the ordered calls cost by themselves.
 #include "Life.h"
 
-#include "PlainAnswers.h"
 #include "VexaFP.h"
 #include "vcsWavePba.h"
 
@@ -18,7 +17,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <cwchar>
 #include <io.h>
 
 namespace {
@@ -31,71 +29,45 @@ constexpr UINT WM_END = WM_USER + 3;
 constexpr wchar_t ClassName[] = L"BareWindow";
 constexpr int Side = 400;
 constexpr COLORREF ColorKey = RGB(0xFF, 0x00, 0xFF);
+constexpr char LogFolder[] = "C:\\CPLog";
 constexpr wchar_t Ini[] = LR"(C:\Users\Public\VEXA\FingerPrint\config.ini)";
 constexpr char ServiceEvent[] = "Global\\{D3368B8A-2EA4-49d7-A2B0-6F711BAD3DB9}";
-constexpr char LogFolder[] = "C:\\CPLog";
 constexpr char Step1Event[] = "Global\\{689E254C-9110-4F0B-AB84-002C3CB331B6}";
 
-class BareLife final : public Life {
-public:
-    BareLife(Signals& signals, const LogTexts* texts, bool stopApart)
-        : m_signals(signals), m_texts(texts), m_stopApart(stopApart)
-    {
-    }
+Direction* g_direction = nullptr;
+HANDLE g_serviceEvent = nullptr;
+RPC_WSTR g_stringBinding = nullptr;
+std::atomic<HWND> g_window = nullptr;
+std::atomic<bool> g_stop = false;
+KernelHandle g_windowThread;
+KernelHandle g_watchdog;
+const wchar_t* g_prompt = L"";
+ULONG_PTR g_gdiplus = 0;
+Gdiplus::GpStringFormat* g_format = nullptr;
+Gdiplus::GpFont* g_font = nullptr;
+Gdiplus::GpBitmap* g_image = nullptr;
 
-    void Create() override;
-    void Start() override;
-    void Serialize() override;
-    void LogLine() override { Write(m_texts->single); }
-    void Release() override;
-    void AwaitEnd() override { WaitForSingleObject(m_windowThread.Get(), INFINITE); }
-    HWND Window() const override { return m_window; }
+union { // what the service fills in
+    byte bytes[386];
+    struct {
+        wchar_t user[66];
+        wchar_t password[94];
+        wchar_t domain[33];
+    };
+} g_record = {};
 
-private:
-    static void Write(const std::wstring& line);
-    static void Bind();
-    static void FindSensor();
-    static void QueryService(const wchar_t* name);
-    static void CheckAccount(const wchar_t* domain);
-
-    void RunWindow();
-    void RunWatchdog();
-    void RunIdentification();
-    void StopCapture() { Stub_CaptureStop(); }
-    void Announce();
-    void Paint(HWND window);
-    LRESULT Handle(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
-
-    template <void (BareLife::*Body)()>
-    static DWORD WINAPI Thread(void* life)
-    {
-        (static_cast<BareLife*>(life)->*Body)();
+template <void (*Body)()>
+KernelHandle StartThread()
+{
+    const auto entry = [](void*) -> DWORD {
+        Body();
         return 0;
-    }
-    template <void (BareLife::*Body)()>
-    KernelHandle StartThread()
-    {
-        return KernelHandle(CreateThread(nullptr, 0, Thread<Body>, this, 0, nullptr));
-    }
-
-    Signals& m_signals;
-    const LogTexts* const m_texts;
-    const bool m_stopApart;
-    HANDLE m_serviceEvent = nullptr;
-    std::atomic<HWND> m_window = nullptr;
-    std::atomic<bool> m_stop = false;
-    KernelHandle m_windowThread;
-    KernelHandle m_watchdog;
-    const wchar_t* m_prompt = L"Loading\x2026";
-    byte m_record[386] = {};
-    ULONG_PTR m_gdiplus = 0;
-    Gdiplus::GpStringFormat* m_format = nullptr;
-    Gdiplus::GpFont* m_font = nullptr;
-    Gdiplus::GpBitmap* m_image = nullptr;
-};
+    };
+    return KernelHandle(CreateThread(nullptr, 0, entry, nullptr, 0, nullptr));
+}
 
 // As ordered: the folder is looked for, and the file opened again, for each line.
-void BareLife::Write(const std::wstring& line)
+void Write(const std::wstring& line)
 {
     _access(LogFolder, 0);
     FILE* const file = std::fopen("C:\\CPLog\\bare.txt", "ab");
@@ -104,17 +76,15 @@ void BareLife::Write(const std::wstring& line)
     std::fclose(file);
 }
 
-RPC_WSTR g_stringBinding = nullptr;
-
 // What was bound before leaks, as ordered.
-void BareLife::Bind()
+void Bind()
 {
     RpcStringBindingComposeW(nullptr, RPC_WSTR(L"ncalrpc"), nullptr, RPC_WSTR(L"VexaFP"), nullptr,
                              &g_stringBinding);
     RpcBindingFromStringBindingW(g_stringBinding, &g_hFPBinding);
 }
 
-void BareLife::FindSensor()
+void FindSensor()
 {
     constexpr GUID biometric = {0x53D29EF7, 0x377C, 0x4D14, {0x86, 0x4B, 0xEB, 0x3A, 0x85, 0x76, 0x93, 0x59}};
     const HDEVINFO devices =
@@ -140,10 +110,18 @@ void BareLife::FindSensor()
     SetupDiDestroyDeviceInfoList(devices);
 }
 
-void BareLife::Create()
+template <class Function>
+Function Find(HMODULE library, const char* name)
 {
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(library, name)));
+}
+
+void Create(Direction& direction)
+{
+    g_direction = &direction;
+    g_stop = false;
     OutputDebugStringA("VEXACredential Provider CreateInstance");
-    m_serviceEvent = CreateEventA(nullptr, FALSE, FALSE, ServiceEvent);
+    g_serviceEvent = CreateEventA(nullptr, FALSE, FALSE, ServiceEvent);
     FindSensor();
     PathFileExistsW(LR"(c:\windows\system32\vcsWavePba.dll)");
     HKEY key = nullptr;
@@ -153,12 +131,9 @@ void BareLife::Create()
     RegQueryValueExW(key, L"Enable", nullptr, nullptr, reinterpret_cast<BYTE*>(&enable), &bytes);
     RegCloseKey(key);
     const HMODULE library = LoadLibraryA("vcsWavePba.dll");
-    const auto open = reinterpret_cast<decltype(&vcsWavPbaOpen)>(
-        reinterpret_cast<void*>(GetProcAddress(library, "vcsWavPbaOpen")));
-    const auto isEnabled = reinterpret_cast<decltype(&vcsWavIsPbaEnabled)>(
-        reinterpret_cast<void*>(GetProcAddress(library, "vcsWavIsPbaEnabled")));
-    const auto close = reinterpret_cast<decltype(&vcsWavPbaClose)>(
-        reinterpret_cast<void*>(GetProcAddress(library, "vcsWavPbaClose")));
+    const auto open = Find<decltype(&vcsWavPbaOpen)>(library, "vcsWavPbaOpen");
+    const auto isEnabled = Find<decltype(&vcsWavIsPbaEnabled)>(library, "vcsWavIsPbaEnabled");
+    const auto close = Find<decltype(&vcsWavPbaClose)>(library, "vcsWavPbaClose");
     const HANDLE step1 = OpenEventA(EVENT_ALL_ACCESS, FALSE, Step1Event);
     WaitForSingleObject(step1, 0);
     unsigned char flag = 0;
@@ -174,76 +149,70 @@ void BareLife::Create()
     }
 }
 
-void BareLife::Start()
+void Paint(HWND window)
 {
-    constexpr int promptImage = 103;
-    Flat::GdipCreateStringFormat(0, LANG_NEUTRAL, &m_format);
-    GetSystemDefaultLCID();
-    const Gdiplus::GdiplusStartupInput input;
-    Gdiplus::GdiplusStartup(&m_gdiplus, &input, nullptr);
-    if (m_format == nullptr)
-        Flat::GdipCreateStringFormat(0, LANG_NEUTRAL, &m_format);
-    Flat::GdipSetStringFormatAlign(m_format, Gdiplus::StringAlignmentNear);
-    Flat::GdipSetStringFormatLineAlign(m_format, Gdiplus::StringAlignmentNear);
     Gdiplus::GpFontFamily* family = nullptr;
-    Flat::GdipCreateFontFamilyFromName(L"Arial", nullptr, &family);
-    Flat::GdipCreateFont(family, 12.0F, Gdiplus::FontStyleBold, Gdiplus::UnitPixel, &m_font);
+    Gdiplus::GpPath* path = nullptr;
+    Gdiplus::GpGraphics* graphics = nullptr;
+    Gdiplus::GpSolidFill* brush = nullptr;
+    Gdiplus::REAL size = 0;
+    INT style = 0;
+    Gdiplus::RectF bounds;
+    Gdiplus::RectF place;
+    Flat::GdipGetFamily(g_font, &family);
+    Flat::GdipGetFontSize(g_font, &size);
+    Flat::GdipGetFontStyle(g_font, &style);
+    Flat::GdipCreatePath(Gdiplus::FillModeAlternate, &path);
+    Flat::GdipAddPathString(path, g_prompt, -1, family, style, size, &place, g_format);
+    Flat::GdipGetPathWorldBounds(path, &bounds, nullptr, nullptr);
+    Flat::GdipDeletePath(path);
     Flat::GdipDeleteFontFamily(family);
 
-    const HMODULE module = GetModuleHandleW(L"VexaFPCredentialProvider.DLL");
-    const HRSRC resource = FindResourceW(module, MAKEINTRESOURCEW(promptImage), L"PNG");
-    const HGLOBAL loaded = LoadResource(module, resource);
-    const DWORD size = SizeofResource(module, resource);
-    const HGLOBAL block = GlobalAlloc(GMEM_FIXED, size); // leaks, as ordered
-    std::memcpy(block, LockResource(loaded), size);
-    IStream* stream = nullptr;
-    CreateStreamOnHGlobal(block, FALSE, &stream);
-    Flat::GdipCreateBitmapFromStream(stream, &m_image);
-    stream->Release();
-    FreeResource(loaded);
-    m_windowThread = StartThread<&BareLife::RunWindow>();
+    PAINTSTRUCT paint;
+    Flat::GdipCreateFromHDC(BeginPaint(window, &paint), &graphics);
+    Flat::GdipDrawImageRectI(graphics, g_image, 280, 10, 80, 80);
+    Flat::GdipSetTextRenderingHint(graphics, Gdiplus::TextRenderingHintSingleBitPerPixelGridFit);
+    Flat::GdipCreateSolidFill(0xFFFFFFFF, &brush);
+    place.X = 390.0F - bounds.Width;
+    place.Y = 100.0F;
+    Flat::GdipDrawString(graphics, g_prompt, -1, g_font, &place, g_format, brush);
+    Flat::GdipDeleteBrush(brush);
+    Flat::GdipDeleteGraphics(graphics);
+    EndPaint(window, &paint);
+    g_direction->painted.Raise();
 }
 
-void BareLife::RunWindow()
+void CheckAccount(const wchar_t* domain)
 {
-    const HINSTANCE instance = GetModuleHandleW(nullptr);
-    WNDCLASSEXW windowClass{};
-    windowClass.cbSize = sizeof windowClass;
-    windowClass.style = CS_HREDRAW | CS_VREDRAW;
-    windowClass.lpfnWndProc = [](HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-        if (message == WM_NCCREATE)
-            SetWindowLongPtrW(
-                window, GWLP_USERDATA,
-                reinterpret_cast<LONG_PTR>(reinterpret_cast<CREATESTRUCTW*>(lParam)->lpCreateParams));
-        auto* const self = reinterpret_cast<BareLife*>(GetWindowLongPtrW(window, GWLP_USERDATA));
-        return self != nullptr ? self->Handle(window, message, wParam, lParam)
-                               : DefWindowProcW(window, message, wParam, lParam);
-    };
-    windowClass.hInstance = instance;
-    windowClass.hCursor = LoadCursorW(nullptr, IDC_ARROW);
-    windowClass.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_WINDOW + 1);
-    windowClass.lpszClassName = ClassName;
-    RegisterClassExW(&windowClass);
-    const HWND window = CreateWindowExW(WS_EX_NOACTIVATE | WS_EX_LAYERED | WS_EX_TOPMOST, ClassName,
-                                        L"Window", WS_POPUP | WS_VISIBLE, CW_USEDEFAULT, CW_USEDEFAULT, Side,
-                                        Side, nullptr, nullptr, instance, this);
-    m_window = window;
-    ShowWindow(window, SW_HIDE);
-    SetLayeredWindowAttributes(window, ColorKey, 0, LWA_COLORKEY);
-    MoveWindow(window, GetSystemMetrics(SM_CXSCREEN) - Side, 0, Side, Side, FALSE);
-    ShowWindow(window, SW_SHOWNORMAL);
-    m_watchdog = StartThread<&BareLife::RunWatchdog>();
-    MSG message;
-    do {
-        GetMessageW(&message, window, 0, 0);
-        TranslateMessage(&message);
-        DispatchMessageW(&message);
-    } while (message.message != WM_END);
-    DestroyWindow(window);
-    UnregisterClassW(ClassName, instance);
+    const BSTR lowered = SysAllocString(domain);
+    CharLowerBuffW(lowered, SysStringLen(lowered));
+    wchar_t computer[256] = {};
+    DWORD units = std::size(computer);
+    GetComputerNameW(computer, &units);
+    const BSTR own = SysAllocString(computer);
+    CharLowerBuffW(own, SysStringLen(own));
+    VarBstrCmp(own, lowered, LOCALE_USER_DEFAULT, 0);
+    SysFreeString(own);
+    SysFreeString(lowered);
+    wchar_t* state = nullptr;
+    DWORD bytes = 0;
+    if (WTSQuerySessionInformationW(WTS_CURRENT_SERVER_HANDLE, WTS_CURRENT_SESSION, WTSConnectState, &state,
+                                    &bytes))
+        WTSFreeMemory(state);
 }
 
-LRESULT BareLife::Handle(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+void Announce()
+{
+    CheckAccount(g_record.domain);
+    PlainLogonUserExW(g_record.user, g_record.domain, g_record.password, LOGON32_LOGON_INTERACTIVE, 0,
+                      nullptr, nullptr, nullptr, nullptr, nullptr);
+    ShowWindow(g_window, SW_HIDE);
+    for (std::size_t line = 1; line < g_direction->match.size(); ++line)
+        Write(g_direction->match[line]);
+    g_direction->announced.Raise();
+}
+
+LRESULT CALLBACK Handle(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
 {
     switch (message) {
     case WM_MATCH:
@@ -272,40 +241,7 @@ LRESULT BareLife::Handle(HWND window, UINT message, WPARAM wParam, LPARAM lParam
     return DefWindowProcW(window, message, wParam, lParam);
 }
 
-void BareLife::Paint(HWND window)
-{
-    Gdiplus::GpFontFamily* family = nullptr;
-    Gdiplus::GpPath* path = nullptr;
-    Gdiplus::GpGraphics* graphics = nullptr;
-    Gdiplus::GpSolidFill* brush = nullptr;
-    Gdiplus::REAL size = 0;
-    INT style = 0;
-    Gdiplus::RectF bounds;
-    Gdiplus::RectF place;
-    Flat::GdipGetFamily(m_font, &family);
-    Flat::GdipGetFontSize(m_font, &size);
-    Flat::GdipGetFontStyle(m_font, &style);
-    Flat::GdipCreatePath(Gdiplus::FillModeAlternate, &path);
-    Flat::GdipAddPathString(path, m_prompt, -1, family, style, size, &place, m_format);
-    Flat::GdipGetPathWorldBounds(path, &bounds, nullptr, nullptr);
-    Flat::GdipDeletePath(path);
-    Flat::GdipDeleteFontFamily(family);
-
-    PAINTSTRUCT paint;
-    Flat::GdipCreateFromHDC(BeginPaint(window, &paint), &graphics);
-    Flat::GdipDrawImageRectI(graphics, m_image, 280, 10, 80, 80);
-    Flat::GdipSetTextRenderingHint(graphics, Gdiplus::TextRenderingHintSingleBitPerPixelGridFit);
-    Flat::GdipCreateSolidFill(0xFFFFFFFF, &brush);
-    place.X = 390.0F - bounds.Width;
-    place.Y = 100.0F;
-    Flat::GdipDrawString(graphics, m_prompt, -1, m_font, &place, m_format, brush);
-    Flat::GdipDeleteBrush(brush);
-    Flat::GdipDeleteGraphics(graphics);
-    EndPaint(window, &paint);
-    m_signals.painted.Raise();
-}
-
-void BareLife::QueryService(const wchar_t* name)
+void QueryService(const wchar_t* name)
 {
     const SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, GENERIC_READ);
     const SC_HANDLE service = OpenServiceW(manager, name, SERVICE_QUERY_STATUS);
@@ -317,16 +253,7 @@ void BareLife::QueryService(const wchar_t* name)
     CloseServiceHandle(manager);
 }
 
-void BareLife::RunWatchdog()
-{
-    QueryService(L"vcsFPService");
-    QueryService(L"VexaFPService");
-    const KernelHandle thread = StartThread<&BareLife::RunIdentification>();
-    while (WaitForSingleObject(thread.Get(), 5000) == WAIT_TIMEOUT) {
-    }
-}
-
-void BareLife::RunIdentification()
+void RunIdentification()
 {
     Bind();
     Stub_Probe();
@@ -337,72 +264,111 @@ void BareLife::RunIdentification()
     long size = 0;
     vcsWavPbaOpen(2);
     vcsWavPbaGetAuthUserCreds(nullptr, &size);
-    vcsWavPbaGetAuthUserCreds(m_record, &size);
+    vcsWavPbaGetAuthUserCreds(g_record.bytes, &size);
     vcsWavPbaClose();
     long value = 0;
     long count = 0;
     Stub_ListEnroll(nullptr, &value, &count);
-    m_prompt = L"Please scan a finger";
-    SendMessageW(m_window, WM_SHOW_PROMPT, 0, 0);
+    g_prompt = L"Please scan a finger";
+    SendMessageW(g_window, WM_SHOW_PROMPT, 0, 0);
     for (;;) {
-        Stub_IdentifyEnroll(m_record);
-        if (m_stop)
+        Stub_IdentifyEnroll(g_record.bytes);
+        if (g_stop)
             break;
-        if (m_texts != nullptr)
-            Write(m_texts->match.front());
-        SendMessageW(m_window, WM_MATCH, 0, 0);
+        if (!g_direction->match.empty())
+            Write(g_direction->match.front());
+        SendMessageW(g_window, WM_MATCH, 0, 0);
         GetPrivateProfileIntW(L"Public", L"LockCount", 0, Ini);
         GetPrivateProfileIntW(L"Public", L"LockEnable", 0, Ini);
         Sleep(100);
     }
-    ShowWindow(m_window, SW_HIDE);
+    ShowWindow(g_window, SW_HIDE);
 }
 
-void BareLife::CheckAccount(const wchar_t* domain)
+void RunWatchdog()
 {
-    const BSTR lowered = SysAllocString(domain);
-    CharLowerBuffW(lowered, SysStringLen(lowered));
-    wchar_t computer[256] = {};
-    DWORD units = std::size(computer);
-    GetComputerNameW(computer, &units);
-    const BSTR own = SysAllocString(computer);
-    CharLowerBuffW(own, SysStringLen(own));
-    VarBstrCmp(own, lowered, LOCALE_USER_DEFAULT, 0);
-    SysFreeString(own);
-    SysFreeString(lowered);
-    wchar_t* state = nullptr;
-    DWORD bytes = 0;
-    if (WTSQuerySessionInformationW(WTS_CURRENT_SERVER_HANDLE, WTS_CURRENT_SESSION, WTSConnectState, &state,
-                                    &bytes))
-        WTSFreeMemory(state);
+    QueryService(L"vcsFPService");
+    QueryService(L"VexaFPService");
+    const KernelHandle thread = StartThread<RunIdentification>();
+    while (WaitForSingleObject(thread.Get(), 5000) == WAIT_TIMEOUT) {
+    }
 }
 
-void BareLife::Announce()
+void RunWindow()
 {
-    const auto* const user = reinterpret_cast<const wchar_t*>(m_record);
-    CheckAccount(user + 160);
-    PlainLogonUserExW(user, user + 160, user + 66, LOGON32_LOGON_INTERACTIVE, 0, nullptr, nullptr, nullptr,
-                      nullptr, nullptr);
-    ShowWindow(m_window, SW_HIDE);
-    for (std::size_t line = 1; m_texts != nullptr && line < m_texts->match.size(); ++line)
-        Write(m_texts->match[line]);
-    m_signals.announced.Raise();
+    const HINSTANCE instance = GetModuleHandleW(nullptr);
+    WNDCLASSEXW windowClass{};
+    windowClass.cbSize = sizeof windowClass;
+    windowClass.style = CS_HREDRAW | CS_VREDRAW;
+    windowClass.lpfnWndProc = Handle;
+    windowClass.hInstance = instance;
+    windowClass.hCursor = LoadCursorW(nullptr, IDC_ARROW);
+    windowClass.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_WINDOW + 1);
+    windowClass.lpszClassName = ClassName;
+    RegisterClassExW(&windowClass);
+    const HWND window = CreateWindowExW(WS_EX_NOACTIVATE | WS_EX_LAYERED | WS_EX_TOPMOST, ClassName,
+                                        L"Window", WS_POPUP | WS_VISIBLE, CW_USEDEFAULT, CW_USEDEFAULT, Side,
+                                        Side, nullptr, nullptr, instance, nullptr);
+    g_window = window;
+    ShowWindow(window, SW_HIDE);
+    SetLayeredWindowAttributes(window, ColorKey, 0, LWA_COLORKEY);
+    MoveWindow(window, GetSystemMetrics(SM_CXSCREEN) - Side, 0, Side, Side, FALSE);
+    ShowWindow(window, SW_SHOWNORMAL);
+    g_watchdog = StartThread<RunWatchdog>();
+    MSG message;
+    do {
+        GetMessageW(&message, window, 0, 0);
+        TranslateMessage(&message);
+        DispatchMessageW(&message);
+    } while (message.message != WM_END);
+    DestroyWindow(window);
+    UnregisterClassW(ClassName, instance);
 }
 
-void BareLife::Serialize()
+void Start()
+{
+    g_prompt = L"Loading\x2026";
+    constexpr int promptImage = 103;
+    Flat::GdipCreateStringFormat(0, LANG_NEUTRAL, &g_format);
+    GetSystemDefaultLCID();
+    const Gdiplus::GdiplusStartupInput input;
+    Gdiplus::GdiplusStartup(&g_gdiplus, &input, nullptr);
+    if (g_format == nullptr)
+        Flat::GdipCreateStringFormat(0, LANG_NEUTRAL, &g_format);
+    Flat::GdipSetStringFormatAlign(g_format, Gdiplus::StringAlignmentNear);
+    Flat::GdipSetStringFormatLineAlign(g_format, Gdiplus::StringAlignmentNear);
+    Gdiplus::GpFontFamily* family = nullptr;
+    Flat::GdipCreateFontFamilyFromName(L"Arial", nullptr, &family);
+    Flat::GdipCreateFont(family, 12.0F, Gdiplus::FontStyleBold, Gdiplus::UnitPixel, &g_font);
+    Flat::GdipDeleteFontFamily(family);
+
+    const HMODULE module = GetModuleHandleW(L"VexaFPCredentialProvider.DLL");
+    const HRSRC resource = FindResourceW(module, MAKEINTRESOURCEW(promptImage), L"PNG");
+    const HGLOBAL loaded = LoadResource(module, resource);
+    const DWORD size = SizeofResource(module, resource);
+    const HGLOBAL block = GlobalAlloc(GMEM_FIXED, size); // leaks, as ordered
+    std::memcpy(block, LockResource(loaded), size);
+    IStream* stream = nullptr;
+    CreateStreamOnHGlobal(block, FALSE, &stream);
+    Flat::GdipCreateBitmapFromStream(stream, &g_image);
+    stream->Release();
+    FreeResource(loaded);
+    g_windowThread = StartThread<RunWindow>();
+}
+
+void Serialize()
 {
     wchar_t computer[MAX_COMPUTERNAME_LENGTH + 1];
-    DWORD units = std::size(computer);
-    GetComputerNameW(computer, &units);
-    auto* const user = reinterpret_cast<wchar_t*>(m_record);
+    DWORD computerUnits = std::size(computer);
+    GetComputerNameW(computer, &computerUnits);
     CRED_PROTECTION_TYPE protection = CredUnprotected;
-    PlainCredIsProtectedW(user + 66, &protection);
+    PlainCredIsProtectedW(g_record.password, &protection);
     DWORD protectedUnits = 0;
-    const DWORD passwordUnits = DWORD(std::wcslen(user + 66)) + 1;
-    PlainCredProtectW(FALSE, user + 66, passwordUnits, nullptr, &protectedUnits, nullptr);
+    const DWORD units = DWORD(std::wcslen(g_record.password)) + 1;
+    PlainCredProtectW(FALSE, g_record.password, units, nullptr, &protectedUnits, nullptr);
     auto* const protectedText = static_cast<wchar_t*>(CoTaskMemAlloc(protectedUnits * sizeof(wchar_t)));
-    PlainCredProtectW(FALSE, user + 66, passwordUnits, protectedText, &protectedUnits, nullptr);
-    void* const packed = CoTaskMemAlloc(64 + sizeof m_record);
+    PlainCredProtectW(FALSE, g_record.password, units, protectedText, &protectedUnits, nullptr);
+    void* const packed = CoTaskMemAlloc(64 + sizeof g_record);
     HANDLE lsa = nullptr;
     LsaConnectUntrusted(&lsa);
     char name[] = "Negotiate";
@@ -415,26 +381,38 @@ void BareLife::Serialize()
     CoTaskMemFree(packed);
 }
 
-void BareLife::Release()
+void LogLine()
 {
-    m_stop = true;
-    if (m_stopApart)
-        WaitForSingleObject(StartThread<&BareLife::StopCapture>().Get(), INFINITE);
+    Write(g_direction->line);
+}
+
+void StopCapture()
+{
+    Stub_CaptureStop();
+}
+
+void Release()
+{
+    g_stop = true;
+    if (g_direction->stopApart)
+        WaitForSingleObject(StartThread<StopCapture>().Get(), INFINITE);
     else
         StopCapture();
-    WaitForSingleObject(m_watchdog.Get(), INFINITE);
-    PostMessageW(m_window, WM_END, 0, 0);
-    Flat::GdipDisposeImage(m_image);
-    Flat::GdipDeleteFont(m_font);
-    Flat::GdipDeleteStringFormat(m_format);
-    Gdiplus::GdiplusShutdown(m_gdiplus);
-    SetEvent(m_serviceEvent);
-    CloseHandle(m_serviceEvent);
+    WaitForSingleObject(g_watchdog.Get(), INFINITE);
+    PostMessageW(g_window, WM_END, 0, 0);
+    Flat::GdipDisposeImage(g_image);
+    Flat::GdipDeleteFont(g_font);
+    Flat::GdipDeleteStringFormat(g_format);
+    Gdiplus::GdiplusShutdown(g_gdiplus);
+    SetEvent(g_serviceEvent);
+    CloseHandle(g_serviceEvent);
+}
+
+void AwaitEnd()
+{
+    WaitForSingleObject(g_windowThread.Get(), INFINITE);
 }
 
 } // namespace
 
-Life* MakeBareLife(Signals& signals, const LogTexts* texts, bool stopApart)
-{
-    return new BareLife(signals, texts, stopApart);
-}
+const Life g_bareLife = {Create, Start, Serialize, LogLine, Release, AwaitEnd};
