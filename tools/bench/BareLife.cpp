@@ -1,4 +1,4 @@
-// The floor: what the ordered calls cost by themselves.
+// The floor: what the DLL's calls of Windows and of the service cost by themselves.
 #include "Life.h"
 
 #include "VexaFP.h"
@@ -66,17 +66,18 @@ KernelHandle StartThread()
     return KernelHandle(CreateThread(nullptr, 0, entry, nullptr, 0, nullptr));
 }
 
-// As ordered: the folder is looked for, and the file opened again, for each line.
+// The folder is looked for, and the file opened again, for each line, as the DLL has to.
 void Write(const std::wstring& line)
 {
     _access(LogFolder, 0);
     FILE* const file = std::fopen("C:\\CPLog\\bare.txt", "ab");
+    Require(file != nullptr, "the log can't be opened");
     std::fwrite(line.data(), sizeof(wchar_t), line.size(), file);
     std::fflush(file);
     std::fclose(file);
 }
 
-// What was bound before leaks, as ordered.
+// What was bound before leaks, as it does in the DLL: meant.
 void Bind()
 {
     RpcStringBindingComposeW(nullptr, RPC_WSTR(L"ncalrpc"), nullptr, RPC_WSTR(L"VexaFP"), nullptr,
@@ -346,7 +347,7 @@ void Start()
     const HRSRC resource = FindResourceW(module, MAKEINTRESOURCEW(promptImage), L"PNG");
     const HGLOBAL loaded = LoadResource(module, resource);
     const DWORD size = SizeofResource(module, resource);
-    const HGLOBAL block = GlobalAlloc(GMEM_FIXED, size); // leaks, as ordered
+    const HGLOBAL block = GlobalAlloc(GMEM_FIXED, size); // leaks too: meant
     std::memcpy(block, LockResource(loaded), size);
     IStream* stream = nullptr;
     CreateStreamOnHGlobal(block, FALSE, &stream);

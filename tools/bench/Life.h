@@ -1,5 +1,5 @@
 // The life of a fingerprint tile, led step by step: by the DLL that ships, or by a bare program that makes
-// the ordered calls of Windows and of the service, in the same order and nothing between them. One life at a
+// its calls of Windows and of the service, in the same order and nothing between them. One life at a
 // time.
 #pragma once
 

@@ -80,7 +80,7 @@ double WorkingSetKb()
 {
     PROCESS_MEMORY_COUNTERS counters{};
     GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
-    return double(counters.WorkingSetSize / 1024);
+    return double(counters.WorkingSetSize) / 1024;
 }
 
 struct Activity {
