@@ -153,8 +153,8 @@ bool IsLockedOut(CCommandWindow& window)
     constexpr std::uint32_t unlimited = 32767;
     std::uint32_t lockCount = 0;
     std::uint32_t lockEnable = 0;
-    IniReadInt(L"LockCount", &lockCount, L"Public");
-    IniReadInt(L"LockEnable", &lockEnable, L"Public");
+    IniReadSectionInt(L"LockCount", &lockCount, L"Public");
+    IniReadSectionInt(L"LockEnable", &lockEnable, L"Public");
     const std::uint32_t limit = lockEnable != 0 ? lockCount : unlimited;
     const DWORD count = window.CountIdentification();
     return limit != 0 && count == limit;

@@ -8,7 +8,7 @@ import pefile
 
 # What a clean Windows 10 has. msvcrt.dll is the system's own C runtime.
 ALLOWED_LIBRARIES = set("""
-    advapi32 cfgmgr32 crypt32 gdi32 gdiplus kernel32 msvcrt netapi32 ole32 oleaut32 powrprof rpcrt4 secur32 setupapi
+    advapi32 cfgmgr32 crypt32 gdi32 gdiplus kernel32 msvcrt ole32 oleaut32 powrprof rpcrt4 secur32 setupapi
     shell32 shlwapi user32 wtsapi32""".split())
 
 complaints = []
