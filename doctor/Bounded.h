@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <optional>
+#include <utility>
 
 /// The result of `call()`, made on a thread of its own, or nothing when it does not come back in time or no
 /// thread can be had. A call that takes longer is left to itself: what it uses has to be its own.
@@ -15,7 +16,7 @@ auto CallBounded(DWORD milliseconds, Call call) -> std::optional<decltype(call()
         Call call;
         decltype(call()) result;
     };
-    auto work = std::make_unique<Work>(Work{call, {}});
+    auto work = std::make_unique<Work>(Work{std::move(call), {}});
     const KernelHandle thread(CreateThread(
         nullptr, 0,
         [](void* argument) -> DWORD {

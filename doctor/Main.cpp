@@ -1,29 +1,30 @@
 // Doctor.exe tells why the logon screen offers no fingerprint tile, and changes nothing.
-#include "Report.h"
+#include "Doctor.h"
 #include "Text.h"
 
 #include <string_view>
 
 namespace {
 
+constexpr wchar_t UsageHead[] = LR"(Usage: Doctor [--json] [--ask-library]
+
+Walks the conditions for a fingerprint tile in the order in which the logon screen meets them, and tells the
+first that is not met. It changes nothing. Run it as administrator.
+
+  --json            one JSON object
+  --ask-library     also asks the sensor vendor's library whether pre-boot authentication is enabled, which
+                    runs its code
+  --help, -h, /?    this text
+
+Lines are marked ok, NO (no tile), ! (a tile, but a logon may not succeed), * (a logon succeeds, but something
+is not as it should be), ? (can't be told), or - (does not come into play).
+
+Exit status:
+)";
+
 std::wstring Usage()
 {
-    std::wstring text =
-        L"Usage: Doctor [--json] [--ask-library]\n"
-        L"\n"
-        L"Walks the conditions for a fingerprint tile in the order in which the logon screen meets them, "
-        L"and\n"
-        L"tells the first that is not met. It changes nothing. Run it as administrator.\n"
-        L"\n"
-        L"  --json         one JSON object\n"
-        L"  --ask-library  also asks the sensor vendor's library whether pre-boot authentication is "
-        L"enabled,\n"
-        L"                 which runs its code\n"
-        L"\n"
-        L"Lines are marked ok, NO (no tile), ! (a tile, but a logon may not succeed), ? (can't be told), or\n"
-        L"- (does not come into play).\n"
-        L"\n"
-        L"Exit status:\n";
+    std::wstring text = UsageHead;
     for (const StatusInfo& info : AllStatuses())
         text += Format(L"  %2d  %-20s %s\n", static_cast<int>(info.status), info.key, info.meaning);
     return text;
@@ -43,7 +44,8 @@ int Run(int argc, wchar_t** argv)
             PrintOut(Usage());
             return static_cast<int>(Status::Offered);
         } else {
-            PrintError(L"Doctor: there is no option \"" + std::wstring(word) + L"\". Try --help.\n");
+            PrintError(L"Doctor: there is no option " + Quoted(word) +
+                       L". There are --json, --ask-library and --help.\n");
             return static_cast<int>(Status::Usage);
         }
     }

@@ -1,7 +1,6 @@
 #include "Bounded.h"
-#include "Checks.h"
+#include "Doctor.h"
 #include "Events.h"
-#include "PeFile.h"
 #include "PreBootLibrary.h"
 #include "SehGuard.h"
 #include "Text.h"
@@ -25,10 +24,8 @@ std::wstring LibraryPath()
 
 struct LibraryAnswer {
     DWORD loadError;
-    long openStatus;
-    long status;
-    unsigned char enabled;
     bool raised;
+    bool enabled;
 };
 
 template <class Function>
@@ -47,10 +44,11 @@ LibraryAnswer AskLibrary(bool call)
     if (library == nullptr || !call)
         return answer;
     const auto guarded = Guarded([&] {
-        answer.openStatus = Bind<decltype(vcsWavPbaOpen)>(library, "vcsWavPbaOpen")(PreBootLibraryUse);
-        if (answer.openStatus != 0)
+        unsigned char flag = 0;
+        if (Bind<decltype(vcsWavPbaOpen)>(library, "vcsWavPbaOpen")(PreBootLibraryUse) != 0)
             return;
-        answer.status = Bind<decltype(vcsWavIsPbaEnabled)>(library, "vcsWavIsPbaEnabled")(&answer.enabled);
+        answer.enabled =
+            Bind<decltype(vcsWavIsPbaEnabled)>(library, "vcsWavIsPbaEnabled")(&flag) == 0 && flag != 0;
         Bind<decltype(vcsWavPbaClose)>(library, "vcsWavPbaClose")();
     });
     answer.raised = guarded.raised;
@@ -61,20 +59,16 @@ LibraryAnswer AskLibrary(bool call)
 /// The service does not say yes, and nothing else is left to ask.
 Finding RefusedByService(const ServiceAnswer& service, const std::wstring& before)
 {
-    constexpr wchar_t start[] = L"Start VexaFPService, and see to it that it starts with Windows.";
-    switch (service.kind) {
-    case ServiceAnswer::Kind::Silent:
-        return Refuse(Status::ServiceSilent,
-                      before + L"the service does not answer, and creation waits for it",
+    const std::wstring text = before + L"the service " + service.Text();
+    if (service.silent)
+        return Refuse(Status::ServiceSilent, text + L", and creation waits for it",
                       L"Restart VexaFPService.");
-    case ServiceAnswer::Kind::Raised:
-        return Refuse(Status::ServiceUnreachable,
-                      before + Format(L"the service can't be reached (0x%lX)", service.code), start);
-    default:
-        return Refuse(Status::ServiceRefuses, before + Format(L"the service answers %ld", service.pbaEnabled),
-                      L"The service finds no usable sensor or pre-boot authentication off: see the product's "
-                      L"settings.");
-    }
+    if (service.code != 0)
+        return Refuse(Status::ServiceUnreachable, text,
+                      L"Start VexaFPService, and see to it that it starts with Windows.");
+    return Refuse(
+        Status::ServiceRefuses, text,
+        L"The service finds no usable sensor or pre-boot authentication off: see the product's settings.");
 }
 
 } // namespace
@@ -82,54 +76,54 @@ Finding RefusedByService(const ServiceAnswer& service, const std::wstring& befor
 Finding CheckLibraryFile(Examination&)
 {
     if (PathFileExistsW(GatePath))
-        return Pass(GatePath);
+        return {Outcome::Pass, GatePath};
     return Refuse(Status::LibraryMissing, Format(L"there is no file \"%s\"", GatePath), InstallLibrary);
 }
 
 Finding CheckLibraryExports(Examination& examination)
 {
-    const PeFile file(LibraryPath());
-    if (!file.IsExecutable() && !PathFileExistsW(LibraryPath().c_str()))
-        return Skip(L"there is no library to look into");
-    if (!file.Is64BitDll())
-        return Refuse(Status::LibraryUnfit,
-                      file.IsExecutable() ? Format(L"no 64-bit DLL (machine 0x%04X)", file.Machine())
-                                          : L"the file can't be read or is damaged",
-                      InstallLibrary);
-    for (const char* name : {"vcsWavPbaOpen", "vcsWavIsPbaEnabled", "vcsWavPbaClose"}) {
-        if (!file.Exports(name))
-            return Refuse(Status::ExportMissing, Format(L"the library lacks %hs", name), InstallLibrary);
-    }
-    examination.libraryFit = true;
-    if (!file.Exports("vcsWavPbaGetAuthUserCreds"))
-        return Attention(L"the library lacks vcsWavPbaGetAuthUserCreds: no pre-boot logon is taken over",
-                         InstallLibrary);
-    return Pass(L"all four are there (the file was read, not loaded)");
+    constexpr std::string_view credentials = "vcsWavPbaGetAuthUserCreds";
+    if (!PathFileExistsW(LibraryPath().c_str()))
+        return {Outcome::Skipped, L"there is no library to look into"};
+    const DllFile file = LookIntoDll(
+        LibraryPath(), {"vcsWavPbaOpen", "vcsWavIsPbaEnabled", "vcsWavPbaClose", credentials.data()});
+    if (!file.unfit.empty())
+        return Refuse(Status::LibraryUnfit, L"the library " + file.unfit, InstallLibrary);
+    examination.libraryFit = file.lacking == nullptr || file.lacking == credentials;
+    if (!examination.libraryFit)
+        return Refuse(Status::ExportMissing, Format(L"the library lacks %hs", file.lacking), InstallLibrary);
+    if (file.lacking != nullptr)
+        return {Outcome::Warning,
+                Format(L"the library lacks %hs: no pre-boot logon is taken over", file.lacking),
+                InstallLibrary};
+    return {Outcome::Pass, L"all four are there (nothing of the library was run)"};
 }
 
-Finding CheckStep1Event(Examination& examination)
+// The mark is an event that the first pre-boot check since the start of Windows leaves behind.
+Finding CheckFirstCheckMark(Examination& examination)
 {
+    constexpr wchar_t unset[] = L"not set: nobody has asked the library since Windows started; the next tile "
+                                L"asks it, then the service";
     const KernelHandle event(OpenEventA(SYNCHRONIZE, FALSE, STR_CREDENTIAL_STEP1));
     if (!event && GetLastError() == ERROR_FILE_NOT_FOUND)
-        return Note(L"absent: the next creation asks the library first, then the service");
+        return {Outcome::Note, unset};
     if (!event) {
         // Creation, too, asks the service where it can't use the event.
         examination.libraryAsked = false;
-        return Attention(
-            Format(L"not accessible (error %lu): the service is taken to be the one asked", GetLastError()),
-            L"Run this program as administrator.");
+        return CantTell(GetLastError());
     }
     // Manual reset: looking at it leaves it as it is.
     if (WaitForSingleObject(event.Get(), 0) == WAIT_TIMEOUT)
-        return Note(L"not signalled: the next creation asks the library first, then the service");
+        return {Outcome::Note, unset};
     examination.libraryAsked = false;
-    return Note(L"signalled: creation asks the service alone");
+    return {Outcome::Note,
+            L"set: the library was asked since Windows started; a tile asks the service alone"};
 }
 
 Finding CheckPreBoot(Examination& examination)
 {
     if (!examination.libraryFit)
-        return Skip(L"fails without the library");
+        return {Outcome::Skipped, L"fails without the library"};
     std::wstring before;
     if (examination.choices.askLibrary) {
         const bool call = examination.libraryAsked;
@@ -140,21 +134,20 @@ Finding CheckPreBoot(Examination& examination)
                           InstallLibrary);
         if (answer->loadError != 0)
             return Refuse(Status::LibraryUnfit,
-                          Format(L"the library can't be loaded (error %lu)", answer->loadError),
-                          InstallLibrary);
-        if (call && answer->openStatus == 0 && answer->status == 0 && answer->enabled != 0)
-            return Pass(L"the library says that pre-boot authentication is enabled");
+                          L"the library can't be loaded: " + ErrorText(answer->loadError), InstallLibrary);
+        if (answer->enabled)
+            return {Outcome::Pass, L"the library says that pre-boot authentication is enabled"};
         if (call)
             before = L"the library does not say yes, and ";
     }
     const ServiceAnswer& service = examination.Service();
-    if (service.kind == ServiceAnswer::Kind::Answered && service.pbaEnabled == 1)
-        return Pass(before + L"the service says yes");
+    if (service.SaysYes())
+        return {Outcome::Pass, before + L"the service says yes"};
     if (!examination.libraryAsked || examination.choices.askLibrary)
         return RefusedByService(service, before);
     Finding unknown = RefusedByService(service, {});
     unknown.outcome = Outcome::Unknown;
-    unknown.text += L": a tile appears only if the library says yes";
+    unknown.text += L"; a tile appears only if the library says yes";
     unknown.advice += L" With --ask-library this program asks the library, too.";
     unknown.status = Status::LibraryDecides;
     return unknown;

@@ -1,10 +1,10 @@
-#include "Checks.h"
+#include "Doctor.h"
 #include "Handle.h"
-#include "PeFile.h"
 #include "Text.h"
 
 #include <shlwapi.h>
 
+#include <cwchar>
 #include <optional>
 
 namespace {
@@ -15,7 +15,14 @@ constexpr wchar_t ClassText[] = CLASS_TEXT;
 constexpr wchar_t ServerKey[] = LR"(SOFTWARE\Classes\CLSID\)" CLASS_TEXT LR"(\InprocServer32)";
 constexpr wchar_t ListKey[] =
     LR"(SOFTWARE\Microsoft\Windows\CurrentVersion\Authentication\Credential Providers\)" CLASS_TEXT;
-constexpr wchar_t PolicyKey[] = LR"(SOFTWARE\Microsoft\Windows\CurrentVersion\Policies\System)";
+constexpr wchar_t FilterKey[] =
+    LR"(SOFTWARE\Microsoft\Windows\CurrentVersion\Authentication\Credential Provider Filters)";
+/// Comes with Windows.
+constexpr wchar_t GenericFilter[] = L"{DDC0EED2-ADBE-40B6-A217-EDE16A79A0DE}";
+constexpr const wchar_t* PolicyKeys[] = {LR"(SOFTWARE\Microsoft\Windows\CurrentVersion\Policies\System)",
+                                         LR"(SOFTWARE\Policies\Microsoft\Windows\System)"};
+/// The prompt looks its image up in the module of this name.
+constexpr wchar_t FileName[] = L"VexaFPCredentialProvider.dll";
 
 constexpr DWORD ThisView = RRF_SUBKEY_WOW6464KEY;
 constexpr DWORD OtherView = RRF_SUBKEY_WOW6432KEY;
@@ -23,10 +30,12 @@ constexpr DWORD OtherView = RRF_SUBKEY_WOW6432KEY;
 /// An expandable text comes expanded.
 std::optional<std::wstring> ReadText(HKEY root, const wchar_t* key, const wchar_t* value, DWORD view)
 {
-    wchar_t text[4096] = L"";
-    DWORD bytes = sizeof text;
-    if (RegGetValueW(root, key, value, RRF_RT_REG_SZ | view, nullptr, text, &bytes) != ERROR_SUCCESS)
+    // A policy's list of classes may be long.
+    std::wstring text(64 * 1024, L'\0');
+    auto bytes = static_cast<DWORD>(text.size() * sizeof(wchar_t));
+    if (RegGetValueW(root, key, value, RRF_RT_REG_SZ | view, nullptr, text.data(), &bytes) != ERROR_SUCCESS)
         return std::nullopt;
+    text.resize(std::wcslen(text.c_str()));
     return text;
 }
 
@@ -58,40 +67,55 @@ constexpr wchar_t Reinstall[] = L"Install the product again, or run its registra
 
 } // namespace
 
+DllFile LookIntoDll(const std::wstring& path, std::initializer_list<const char*> functions)
+{
+    const HMODULE module = LoadLibraryExW(path.c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES);
+    if (module == nullptr)
+        return {L"can't be loaded by a 64-bit program: " + ErrorText(GetLastError())};
+    const auto* base = reinterpret_cast<const BYTE*>(module);
+    const IMAGE_FILE_HEADER header = reinterpret_cast<const IMAGE_NT_HEADERS64*>(
+                                         base + reinterpret_cast<const IMAGE_DOS_HEADER*>(base)->e_lfanew)
+                                         ->FileHeader;
+    DllFile file;
+    if (header.Machine != IMAGE_FILE_MACHINE_AMD64)
+        file.unfit = Format(L"is made for another processor (machine 0x%04X)", header.Machine);
+    else if ((header.Characteristics & IMAGE_FILE_DLL) == 0)
+        file.unfit = L"is a program, not a DLL";
+    for (const char* name : functions) {
+        if (file.lacking == nullptr && GetProcAddress(module, name) == nullptr)
+            file.lacking = name;
+    }
+    FreeLibrary(module);
+    return file;
+}
+
 Finding CheckClass(Examination& examination)
 {
     const auto path = ReadText(HKEY_LOCAL_MACHINE, ServerKey, nullptr, ThisView);
     if (path && !path->empty()) {
         examination.dll = Locate(*path);
-        return Pass(Format(L"%s is registered as \"%s\"", ClassText, path->c_str()));
+        return {Outcome::Pass, Format(L"%s is registered as \"%s\"", ClassText, path->c_str())};
     }
+    std::wstring where = L" has no InprocServer32 in HKLM\\SOFTWARE\\Classes";
     if (ReadText(HKEY_CURRENT_USER, ServerKey, nullptr, ThisView))
-        return Refuse(
-            Status::ClassMissing,
-            Format(L"%s is registered for the current user only, whom the logon screen does not know",
-                   ClassText),
-            Reinstall);
-    if (ReadText(HKEY_LOCAL_MACHINE, ServerKey, nullptr, OtherView))
-        return Refuse(
-            Status::ClassMissing,
-            Format(L"%s is registered in the 32-bit view only; the logon screen is a 64-bit program",
-                   ClassText),
-            Reinstall);
-    return Refuse(Status::ClassMissing,
-                  Format(L"%s has no InprocServer32 in HKLM\\SOFTWARE\\Classes", ClassText), Reinstall);
+        where = L" is registered for the current user only, whom the logon screen does not know";
+    else if (ReadText(HKEY_LOCAL_MACHINE, ServerKey, nullptr, OtherView))
+        where = L" is registered in the 32-bit view only; the logon screen is a 64-bit program";
+    return Refuse(Status::ClassMissing, ClassText + where, Reinstall);
 }
 
 Finding CheckThreadingModel(Examination& examination)
 {
     if (examination.dll.empty())
-        return Skip(L"there is no class to look at");
+        return {Outcome::Skipped, L"there is no class to look at"};
     const std::wstring model =
         ReadText(HKEY_LOCAL_MACHINE, ServerKey, L"ThreadingModel", ThisView).value_or(L"");
     if (_wcsicmp(model.c_str(), L"Apartment") == 0 || _wcsicmp(model.c_str(), L"Both") == 0)
-        return Pass(model);
+        return {Outcome::Pass, model};
     // The provider's interfaces can't be called from another apartment: nobody marshals them.
     return Refuse(Status::ThreadingModel,
-                  model.empty() ? L"the value ThreadingModel is missing" : L"\"" + model + L"\"",
+                  model.empty() ? L"the value ThreadingModel is missing"
+                                : L"\"" + model + L"\", and only \"Apartment\" and \"Both\" fit",
                   L"Set ThreadingModel under the class's InprocServer32 to \"Apartment\".");
 }
 
@@ -109,34 +133,60 @@ Finding CheckProviderList(Examination&)
         disabled != 0)
         return Refuse(Status::ProviderDisabled, L"listed, and disabled by the value \"Disabled\" there",
                       Format(L"Delete \"Disabled\" under HKLM\\%s.", ListKey));
-    return Pass(L"in the list of credential providers");
+    return {Outcome::Pass, L"in the list of credential providers"};
 }
 
 Finding CheckPolicy(Examination&)
 {
-    const auto excluded =
-        ReadText(HKEY_LOCAL_MACHINE, PolicyKey, L"ExcludedCredentialProviders", ThisView).value_or(L"");
-    if (StrStrIW(excluded.c_str(), ClassText) != nullptr)
-        return Refuse(Status::ProviderExcluded, L"the policy \"Exclude credential providers\" names it",
-                      L"Take the provider's class out of that policy.");
-    return Pass(L"no policy excludes the provider");
+    for (const wchar_t* key : PolicyKeys) {
+        const auto excluded =
+            ReadText(HKEY_LOCAL_MACHINE, key, L"ExcludedCredentialProviders", ThisView).value_or(L"");
+        if (StrStrIW(excluded.c_str(), ClassText) != nullptr)
+            return Refuse(Status::ProviderExcluded,
+                          L"the policy \"Exclude credential providers\" names the provider",
+                          Format(L"Take the provider's class out of that policy "
+                                 L"(ExcludedCredentialProviders under HKLM\\%s).",
+                                 key));
+    }
+    return {Outcome::Pass, L"no policy excludes the provider"};
+}
+
+Finding CheckFilters(Examination&)
+{
+    RegistryKey key;
+    const LSTATUS status =
+        RegOpenKeyExW(HKEY_LOCAL_MACHINE, FilterKey, 0, KEY_READ | KEY_WOW64_64KEY, key.Put());
+    if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND)
+        return CantTell(static_cast<DWORD>(status));
+    std::wstring filters;
+    wchar_t filter[256] = L"";
+    for (DWORD index = 0; key && RegEnumKeyW(key.Get(), index, filter, ARRAYSIZE(filter)) == ERROR_SUCCESS;
+         ++index) {
+        if (_wcsicmp(filter, GenericFilter) != 0)
+            filters += (filters.empty() ? L"" : L", ") + Quoted(filter) + L' ' +
+                       Quoted(ReadText(key.Get(), filter, nullptr, ThisView).value_or(L""));
+    }
+    if (filters.empty())
+        return {Outcome::Pass, L"none but Windows' own"};
+    return {Outcome::Attention, L"may hide the tile: " + filters,
+            L"See in the settings of the product that brought the filter which providers it lets through."};
 }
 
 Finding CheckDll(Examination& examination)
 {
     const std::wstring& path = examination.dll;
     if (path.empty())
-        return Skip(L"there is no class that names it");
+        return {Outcome::Skipped, L"there is no class that names it"};
     if (!IsFile(path))
         return Refuse(Status::DllMissing, Format(L"there is no file \"%s\"", path.c_str()), Reinstall);
-    const PeFile file(path);
-    if (!file.Is64BitDll())
-        return Refuse(Status::DllUnfit,
-                      file.IsExecutable()
-                          ? Format(L"\"%s\" is no 64-bit DLL (machine 0x%04X)", path.c_str(), file.Machine())
-                          : Format(L"\"%s\" can't be read or is damaged", path.c_str()),
+    const DllFile file = LookIntoDll(path, {"DllGetClassObject", "DllCanUnloadNow"});
+    if (!file.unfit.empty())
+        return Refuse(Status::DllUnfit, L"\"" + path + L"\" " + file.unfit,
                       L"Install the 64-bit product again.");
-    if (!file.Exports("DllGetClassObject") || !file.Exports("DllCanUnloadNow"))
+    if (file.lacking != nullptr)
         return Refuse(Status::DllUnfit, Format(L"\"%s\" is no COM server", path.c_str()), Reinstall);
-    return Pass(Format(L"64-bit DLL at \"%s\"", path.c_str()));
+    if (_wcsicmp(PathFindFileNameW(path.c_str()), FileName) != 0)
+        return {Outcome::Warning, L"\"" + path + L"\" is renamed: the prompt finds no image",
+                Format(L"Give the file its name %s back, there and in the registration.", FileName)};
+    return {Outcome::Pass, Format(L"64-bit DLL at \"%s\"", path.c_str())};
 }

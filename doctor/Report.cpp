@@ -1,84 +1,77 @@
-#include "Report.h"
-
+#include "Doctor.h"
 #include "Text.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
 
 namespace {
 
 struct OutcomeText {
-    Outcome outcome;
     const wchar_t* mark;
-    const wchar_t* word;
+    const char* word;
 };
 
-// clang-format off
+/// In the order of Outcome.
 constexpr OutcomeText OutcomeTexts[] = {
-    {Outcome::Pass,      L"ok  ", L"pass"},
-    {Outcome::Note,      L"    ", L"note"},
-    {Outcome::Attention, L"!   ", L"attention"},
-    {Outcome::Unknown,   L"?   ", L"unknown"},
-    {Outcome::Refusal,   L"NO  ", L"refusal"},
-    {Outcome::Skipped,   L"-   ", L"skipped"},
+    {L"ok  ", "pass"},    {L"    ", "note"},    {L"*   ", "warning"}, {L"!   ", "attention"},
+    {L"?   ", "unknown"}, {L"NO  ", "refusal"}, {L"-   ", "skipped"},
 };
-// clang-format on
 
 const OutcomeText& TextOf(Outcome outcome)
 {
-    const OutcomeText* entry = OutcomeTexts;
-    while (entry->outcome != outcome)
-        ++entry;
-    return *entry;
+    return OutcomeTexts[static_cast<size_t>(outcome)];
 }
 
-const wchar_t* Verdict(const Diagnosis& diagnosis)
+std::string ResultText(const StatusInfo& info)
 {
-    if (!diagnosis.decisive)
-        return L"offered";
-    return diagnosis.findings[*diagnosis.decisive].outcome == Outcome::Unknown ? L"unknown" : L"refused";
+    return ToUtf8(Format(L"0x%08lX", static_cast<unsigned long>(info.result)));
 }
 
-std::wstring Quoted(const std::wstring& text)
+/// The titles of the findings with that outcome, without the one that decides.
+std::wstring Titles(const Diagnosis& diagnosis, Outcome outcome)
 {
-    std::wstring quoted = L"\"";
-    for (const wchar_t unit : text) {
-        if (unit == L'"' || unit == L'\\')
-            quoted += L'\\';
-        // What is no whole character would not survive the way into UTF-8.
-        if (unit < L' ' || (unit >= 0xD800 && unit < 0xE000))
-            quoted += Format(L"\\u%04x", unsigned{unit});
-        else
-            quoted += unit;
+    std::wstring titles;
+    for (size_t index = 0; index < diagnosis.findings.size(); ++index) {
+        if (diagnosis.findings[index].outcome == outcome && diagnosis.decisive != index)
+            titles += (titles.empty() ? L"" : L", ") + std::wstring(AllChecks()[index].title);
     }
-    return quoted + L"\"";
-}
-
-std::wstring Member(const wchar_t* key, const std::wstring& text)
-{
-    return Quoted(key) + L":" + Quoted(text);
-}
-
-std::wstring Hresult(Status status)
-{
-    return Format(L"0x%08lX", static_cast<unsigned long>(Describe(status).result));
+    return titles;
 }
 
 std::wstring Conclusion(const Diagnosis& diagnosis)
 {
     const StatusInfo& info = Describe(diagnosis.status);
-    if (!diagnosis.decisive)
-        return L"A tile would be offered.\n";
-    const Finding& finding = diagnosis.findings[*diagnosis.decisive];
-    const bool refused = finding.outcome == Outcome::Refusal;
-    std::wstring text = std::wstring(refused ? L"No tile: " : L"") + info.meaning;
-    if (FAILED(info.result))
-        text += L" (the logon screen is told " + Hresult(diagnosis.status) + L")";
-    return text + L".\nWhat to do: " + finding.advice + L"\n";
+    const auto blocks = std::ranges::count(diagnosis.findings, Outcome::Attention, &Finding::outcome);
+    std::wstring text = L"A tile would be offered";
+    if (diagnosis.decisive) {
+        const Finding& finding = diagnosis.findings[*diagnosis.decisive];
+        text = std::wstring(finding.outcome == Outcome::Refusal ? L"No tile: " : L"") + info.meaning;
+        if (FAILED(info.result))
+            text += L" (the logon screen is told " + FromUtf8(ResultText(info)) + L")";
+        text += L".\nWhat to do: " + finding.advice + (blocks > 0 ? L"\nWith a tile" : L"\n");
+    }
+    if (blocks > 0)
+        text +=
+            Format(L", %s%d thing%s, a logon from succeeding: ", diagnosis.decisive ? L"" : L"but ",
+                   static_cast<int>(blocks), blocks == 1 ? L" keeps, or may keep" : L"s keep, or may keep") +
+            Titles(diagnosis, Outcome::Attention) + L".\n";
+    else if (!diagnosis.decisive)
+        text += L", and nothing was found that keeps a logon from succeeding.\n";
+    if (const std::wstring titles = Titles(diagnosis, Outcome::Unknown); !titles.empty())
+        text += L"Can't be told: " + titles + L".\n";
+    if (const std::wstring titles = Titles(diagnosis, Outcome::Warning); !titles.empty())
+        text += L"Not as it should be: " + titles + L".\n";
+    return text;
 }
 
 } // namespace
 
 std::wstring AsText(const Diagnosis& diagnosis)
 {
-    std::wstring text;
+    std::wstring text = L"Doctor " DOCTOR_VERSION L" on " + diagnosis.computer +
+                        (diagnosis.elevated ? L", run as administrator\n\n"
+                                            : L", not run as administrator: not everything can be told\n\n");
     for (size_t index = 0; index < diagnosis.findings.size(); ++index) {
         const Finding& finding = diagnosis.findings[index];
         const bool decisive = diagnosis.decisive == index;
@@ -93,15 +86,30 @@ std::wstring AsText(const Diagnosis& diagnosis)
 std::wstring AsJson(const Diagnosis& diagnosis)
 {
     const StatusInfo& info = Describe(diagnosis.status);
-    std::wstring json = L"{" + Member(L"verdict", Verdict(diagnosis)) +
-                        Format(L",\"status\":%d,", static_cast<int>(info.status)) +
-                        Member(L"reason", info.key) + L",\"hresult\":" +
-                        (FAILED(info.result) ? Quoted(Hresult(info.status)) : L"null") + L",\"checks\":[";
+    const bool unknown =
+        diagnosis.decisive && diagnosis.findings[*diagnosis.decisive].outcome == Outcome::Unknown;
+    nlohmann::ordered_json json = {
+        {"version", ToUtf8(DOCTOR_VERSION)},
+        {"computer", ToUtf8(diagnosis.computer)},
+        {"elevated", diagnosis.elevated},
+        {"verdict", !diagnosis.decisive ? "offered"
+                    : unknown           ? "unknown"
+                                        : "refused"},
+        {"status", static_cast<int>(info.status)},
+        {"reason", ToUtf8(info.key)},
+        {"hresult", nullptr},
+        {"attention", std::ranges::count(diagnosis.findings, Outcome::Attention, &Finding::outcome)},
+        {"warnings", std::ranges::count(diagnosis.findings, Outcome::Warning, &Finding::outcome)},
+        {"checks", nlohmann::ordered_json::array()},
+    };
+    if (FAILED(info.result))
+        json["hresult"] = ResultText(info);
     for (size_t index = 0; index < diagnosis.findings.size(); ++index) {
         const Finding& finding = diagnosis.findings[index];
-        json += (index == 0 ? L"{" : L",{") + Member(L"check", AllChecks()[index].key) + L"," +
-                Member(L"outcome", TextOf(finding.outcome).word) + L"," + Member(L"text", finding.text) +
-                L"," + Member(L"advice", finding.advice) + L"}";
+        json["checks"].push_back({{"check", ToUtf8(AllChecks()[index].key)},
+                                  {"outcome", TextOf(finding.outcome).word},
+                                  {"text", ToUtf8(finding.text)},
+                                  {"advice", ToUtf8(finding.advice)}});
     }
-    return json + L"]}\n";
+    return FromUtf8(json.dump()) + L"\n";
 }

@@ -1,53 +1,88 @@
-#include "Checks.h"
+#include "Binding.h"
+#include "Bounded.h"
+#include "Doctor.h"
+#include "FPStub.h"
 #include "Handle.h"
+#include "SehGuard.h"
 #include "Text.h"
+
+#include <iterator>
 
 namespace {
 
-struct StateName {
-    DWORD state;
+struct ServiceState {
     const wchar_t* name;
+    /// Null where the service's own advice applies.
+    const wchar_t* advice;
 };
 
-constexpr StateName StateNames[] = {
-    {SERVICE_STOPPED, L"stopped"},
-    {SERVICE_START_PENDING, L"starting"},
-    {SERVICE_STOP_PENDING, L"stopping"},
-    {SERVICE_RUNNING, L"running"},
-    {SERVICE_CONTINUE_PENDING, L"resuming"},
-    {SERVICE_PAUSE_PENDING, L"pausing"},
-    {SERVICE_PAUSED, L"paused"},
+/// By their numbers, from SERVICE_STOPPED on.
+constexpr ServiceState ServiceStates[] = {
+    {L"stopped", nullptr},
+    {L"starting", L"Wait until it runs, then look again."},
+    {L"stopping", L"Wait until it is stopped, then start it."},
+    {L"running", nullptr},
+    {L"resuming", L"Wait until it runs, then look again."},
+    {L"pausing", L"Wait until it is paused, then resume it."},
+    {L"paused", L"Resume it."},
 };
-
-const wchar_t* NameOf(DWORD state)
-{
-    for (const StateName& entry : StateNames) {
-        if (entry.state == state)
-            return entry.name;
-    }
-    return L"in an unknown state";
-}
 
 /// Asks once: unlike the watchdog's query it does not wait for a service to settle.
-Finding CheckService(const wchar_t* name, const wchar_t* missing, const wchar_t* notRunning)
+Finding CheckService(const wchar_t* name, const wchar_t* missing, const wchar_t* stopped)
 {
     const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
     if (!manager)
-        return Attention(Format(L"the service manager can't be asked (error %lu)", GetLastError()),
-                         L"Run this program as administrator.");
+        return CantTell(GetLastError());
     const ServiceHandle service(OpenServiceW(manager.Get(), name, SERVICE_QUERY_STATUS));
     if (!service && GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST)
-        return Attention(L"there is no such service", missing);
+        return {Outcome::Attention, L"there is no such service", missing};
     SERVICE_STATUS status{};
     if (!service || !QueryServiceStatus(service.Get(), &status))
-        return Attention(Format(L"can't be queried (error %lu)", GetLastError()),
-                         L"Run this program as administrator.");
+        return CantTell(GetLastError());
     if (status.dwCurrentState == SERVICE_RUNNING)
-        return Pass(L"running");
-    return Attention(NameOf(status.dwCurrentState), notRunning);
+        return {Outcome::Pass, L"running"};
+    if (status.dwCurrentState == 0 || status.dwCurrentState > std::size(ServiceStates))
+        return {Outcome::Attention, Format(L"in the unknown state %lu", status.dwCurrentState), stopped};
+    const ServiceState& state = ServiceStates[status.dwCurrentState - 1];
+    return {Outcome::Attention, state.name, state.advice != nullptr ? state.advice : stopped};
+}
+
+ServiceAnswer Ask()
+{
+    ServiceAnswer answer{.silent = false};
+    BindFPService();
+    const SehResult asked = Guarded([&] {
+        CallStub(Stub_Probe);
+        answer.pbaEnabled = CallStub(Stub_IsPbaEnable);
+    });
+    answer.code = asked.code;
+    if (!asked.raised) {
+        long result = -1;
+        long value = 0;
+        long enrolled = 0;
+        if (!Guarded([&] { result = CallStub(Stub_ListEnroll, nullptr, &value, &enrolled); }).raised &&
+            result == 0)
+            answer.enrolled = enrolled;
+    }
+    UnbindFPService();
+    return answer;
 }
 
 } // namespace
+
+std::wstring ServiceAnswer::Text() const
+{
+    if (silent)
+        return L"does not answer in time";
+    return code != 0 ? L"can't be reached: " + ErrorText(code) : Format(L"answers %ld", pbaEnabled);
+}
+
+const ServiceAnswer& Examination::Service()
+{
+    if (!service)
+        service = CallBounded(choices.patience, Ask).value_or(ServiceAnswer{});
+    return *service;
+}
 
 Finding CheckSensorService(Examination&)
 {
@@ -64,26 +99,23 @@ Finding CheckFingerprintService(Examination&)
 Finding CheckEndpoint(Examination& examination)
 {
     const ServiceAnswer& service = examination.Service();
-    if (service.kind == ServiceAnswer::Kind::Silent)
-        return Attention(Format(L"none within %lu ms", examination.choices.patience),
-                         L"Restart VexaFPService.");
-    if (service.kind == ServiceAnswer::Kind::Raised)
-        return Attention(Format(L"none: exception 0x%lX", service.code), L"Start VexaFPService.");
-    if (service.pbaEnabled == 1)
-        return Pass(L"reached; sensor present and enabled");
-    if (service.pbaEnabled == 0)
-        return Attention(L"reached; sensor absent or disabled: a tile would switch fingerprint logon off",
-                         L"See to the sensor, then switch fingerprint logon on again.");
-    return Attention(Format(L"reached; its answer about the sensor is %ld, not 1", service.pbaEnabled),
-                     L"See to the sensor and restart VexaFPService.");
+    if (service.SaysYes())
+        return {Outcome::Pass, L"it answers 1: sensor present and enabled"};
+    if (service.silent || service.code != 0)
+        return {Outcome::Attention, L"it " + service.Text(),
+                L"Have VexaFPService running; restart it if it is."};
+    return {Outcome::Attention,
+            L"it " + service.Text() + L", not 1: the sensor is absent or disabled" +
+                (service.pbaEnabled == 0 ? L", and a tile would switch fingerprint logon off" : L""),
+            L"See to the sensor, restart VexaFPService, and have fingerprint logon switched on."};
 }
 
 Finding CheckEnrolment(Examination& examination)
 {
-    const ServiceAnswer& service = examination.Service();
-    if (!service.counted)
-        return Skip(L"the service has not told");
-    if (service.enrolled == 0)
-        return Attention(L"none: the tile would say that the sensor failed", L"Enrol a finger.");
-    return Pass(Format(L"%ld records", service.enrolled));
+    const auto& enrolled = examination.Service().enrolled;
+    if (!enrolled)
+        return {Outcome::Skipped, L"the service has not told"};
+    if (*enrolled == 0)
+        return {Outcome::Attention, L"none: the tile would say that the sensor failed", L"Enrol a finger."};
+    return {Outcome::Pass, Format(*enrolled == 1 ? L"%ld record" : L"%ld records", *enrolled)};
 }

@@ -1,11 +1,7 @@
-#include "Checks.h"
+#include "Doctor.h"
 #include "IniFile.h"
 #include "Registry.h"
 #include "Text.h"
-
-#include <shlwapi.h>
-
-#include <optional>
 
 namespace {
 
@@ -21,6 +17,20 @@ std::optional<DWORD> ReadEnable(DWORD view)
     return value;
 }
 
+/// Why ReadEnable reads nothing where the provider looks.
+std::wstring WhyUnread()
+{
+    constexpr const wchar_t* types[] = {L"REG_NONE", L"REG_SZ", L"REG_EXPAND_SZ", L"REG_BINARY"};
+    DWORD type = REG_NONE;
+    DWORD bytes = 0;
+    if (RegGetValueW(HKEY_LOCAL_MACHINE, ProductKey, L"Enable",
+                     RRF_RT_ANY | RRF_NOEXPAND | RRF_SUBKEY_WOW6432KEY, &type, nullptr,
+                     &bytes) != ERROR_SUCCESS)
+        return L"no DWORD in the 32-bit view";
+    return (type < ARRAYSIZE(types) ? types[type] : Format(L"a value of type %lu", type)) +
+           Format(L" of %lu bytes in the 32-bit view, where only a DWORD counts", bytes);
+}
+
 } // namespace
 
 Finding CheckEnable(Examination&)
@@ -31,11 +41,12 @@ Finding CheckEnable(Examination&)
     const auto value = ReadEnable(RRF_SUBKEY_WOW6432KEY);
     // Without a value the provider's own query would try to store one.
     if (value && GetFPEnable())
-        return Pass(Format(L"%lu in the 32-bit view", *value));
-    const wchar_t* const here = value ? L"0 in the 32-bit view" : L"no DWORD in the 32-bit view";
+        return {Outcome::Pass, Format(L"%lu in the 32-bit view", *value)};
+    const std::wstring here = value ? L"0 in the 32-bit view" : WhyUnread();
     if (const auto other = ReadEnable(RRF_SUBKEY_WOW6464KEY); other && *other != 0)
         return Refuse(Status::WrongView,
-                      Format(L"%s, %lu in the 64-bit view, which nobody reads", here, *other), switchOn);
+                      Format(L"%s; %lu in the 64-bit view, which nobody reads", here.c_str(), *other),
+                      switchOn);
     return Refuse(Status::SwitchedOff, here, switchOn);
 }
 
@@ -47,24 +58,11 @@ Finding CheckLockOut(Examination&)
     IniReadInt(L"LockCount", &count, L"Public");
     const std::wstring keys = Format(L"LockEnable=%u, LockCount=%u: ", enable, count);
     if (enable == 0)
-        return Note(keys + L"no limit is set; fingers are taken up to 32767 times");
+        return {Outcome::Note, keys + L"switched off (a tile stops asking after 32767 matched fingers)"};
     if (count == 0)
-        return Note(keys + L"no limit");
-    return Note(keys +
-                Format(L"after %u matched fingers, whatever their passwords, the tile asks for a manual "
-                       L"logon",
-                       count));
-}
-
-Finding CheckLogFolders(Examination&)
-{
-    const bool text = PathFileExistsW(L"C:\\CPLog") != FALSE;
-    const bool records = PathFileExistsW(L"c:\\FPLog") != FALSE;
-    std::wstring found = Format(L"C:\\CPLog %s, c:\\FPLog %s", text ? L"is there" : L"is absent",
-                                records ? L"is there" : L"is absent");
-    if (text && records)
-        return Note(std::move(found));
-    return Note(std::move(found),
-                L"To have the provider tell more, create C:\\CPLog (text log) and c:\\FPLog "
-                L"(event log).");
+        return {Outcome::Note, keys + L"switched on, without a limit"};
+    return {Outcome::Note,
+            keys + Format(L"after %u matched finger%s, whatever the passwords, the tile asks for a manual "
+                          L"logon",
+                          count, count == 1 ? L"" : L"s")};
 }

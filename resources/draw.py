@@ -15,8 +15,9 @@ import sys
 import zlib
 
 NIGHT_TOP, NIGHT_BOTTOM = (30, 41, 92), (11, 14, 38)
-RIM_WIDTH = 3.4
-RIM = ((112, 60, 235), (190, 44, 250))  # from the face outwards
+SCREEN_TOP, SCREEN_BOTTOM = (11, 14, 38), (15, 17, 45)  # the logon screen around the prompt
+RING_WIDTH = 2.0
+KEY = (255, 0, 255)  # what the prompt window does not show
 COOL = ((94, 234, 212), (96, 165, 250), (167, 139, 250))  # ridge colours from top to bottom
 LEAF_TOP, LEAF_BOTTOM = (16, 106, 88), (4, 41, 48)
 LEAF = ((236, 253, 245), (167, 243, 208), (94, 234, 176))
@@ -148,13 +149,9 @@ def write_bmp(path, canvas):
         out.write(header + pixels)
 
 
-def write_png(path, canvas, opaque):
-    """RGBA; a pixel is opaque or absent, nothing between: see badge()."""
-    raw = bytearray()
-    for y, row in enumerate(canvas.byte_rows()):
-        raw.append(0)
-        for x, rgb in enumerate(row):
-            raw += bytes(rgb) + (b"\xff" if opaque(x + 0.5, y + 0.5) else b"\0")
+def write_png(path, canvas):
+    """RGBA, opaque throughout: see badge()."""
+    raw = b"".join(b"\0" + b"".join(bytes(pixel) + b"\xff" for pixel in row) for row in canvas.byte_rows())
 
     def chunk(kind, data):
         return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
@@ -162,7 +159,7 @@ def write_png(path, canvas, opaque):
     with open(path, "wb") as out:
         out.write(b"\x89PNG\r\n\x1a\n")
         out.write(chunk(b"IHDR", struct.pack(">IIBBBBB", canvas.size, canvas.size, 8, 6, 0, 0, 0)))
-        out.write(chunk(b"IDAT", zlib.compress(bytes(raw), 9)))
+        out.write(chunk(b"IDAT", zlib.compress(raw, 9)))
         out.write(chunk(b"IEND", b""))
 
 
@@ -196,38 +193,63 @@ def tile():
     return canvas
 
 
+def enlarged(rows, size):
+    """The rows as GDI+ draws them at that size: between neighbours, from the top left corner on. Right and bottom edge
+    are drawn between the last pixel and what is beyond it, the colour key."""
+    step = len(rows) / size
+    at = [(int(i * step), i * step % 1) for i in range(size)]
+    lines = [[mix(line[i], line[i + 1], t) for i, t in at] for line in (row + [KEY] for row in rows)] + [[KEY] * size]
+    return [[mix(a, b, t) for a, b in zip(lines[i], lines[i + 1])] for i, t in at]
+
+
+def reduced(canvas, size):
+    """The picture of that size which comes nearest to the canvas once it is enlarged: it starts from what lies there,
+    and takes away a part of what is still wrong after enlarging, twice over."""
+    big, result = canvas.size, Canvas(size, lambda x, y: (0.0, 0.0, 0.0))
+    places = [min(big - 1, round(i * big / size)) for i in range(size)]
+    for _ in range(2):
+        wrong = [[tuple(t - s for t, s in zip(target, shown)) for target, shown in zip(*lines)]
+                 for lines in zip(canvas.rows, enlarged(result.rows, big))]
+        for y, big_y in enumerate(places):
+            for x, big_x in enumerate(places):
+                pixel = (a + d for a, d in zip(result.rows[y][x], wrong[big_y][big_x]))
+                result.rows[y][x] = tuple(min(255.0, max(0.0, c)) for c in pixel)
+    return result
+
+
 def badge(top, bottom, ridges):
-    """The small picture: a bold print on a round badge. The prompt window is colour-keyed, so an edge that is
-    partly transparent mixes with the key colour, magenta, and shows as a pink fringe. Every pixel is opaque or absent;
-    but the picture is scaled when it is drawn, which blends its edge all the same. So the rim runs into a fuchsia of
-    its own, which the fringe continues."""
-    size = 72
-    centre = size / 2
-    radius = centre - 1.0  # a margin all round, so that scaling treats every side alike
+    """The small picture: a bold print in a ring. The prompt window draws it at 80 x 80 on magenta, its colour key, and
+    enlarging blends an opaque pixel with an absent neighbour: on a transparent edge magenta would show. So no pixel is
+    transparent, and what is smooth is smoothed over the dark of the logon screen, in which the corners vanish."""
+    size, drawn = 72, 80
+    centre = drawn / 2
+    radius = centre - 3.5
 
     def paint(x, y):
         d = math.hypot(x - centre, y - centre)
-        face = mix(top, bottom, min(1.0, math.hypot(x - centre, y - size * 0.3) / (size * 0.62)))
-        depth = (d - (radius - RIM_WIDTH)) / RIM_WIDTH
-        return mix(face, ramp(RIM, depth), min(max(depth * 2.0, 0.0), 1.0))
+        night = mix(SCREEN_TOP, SCREEN_BOTTOM, y / drawn)
+        face = mix(top, bottom, min(1.0, math.hypot(x - centre, y - drawn * 0.3) / (drawn * 0.62)))
+        ring = ramp(ridges, y / drawn)
+        return mix(mix(night, face, min(max(radius - d + 0.5, 0.0), 1.0)),
+                   ring, 0.8 * min(max(RING_WIDTH / 2 + 0.5 - abs(d - radius), 0.0), 1.0))
 
-    canvas = Canvas(size, paint)
+    canvas = Canvas(drawn, paint)
     gaps = ((0.40,), (0.70,), (0.27,), (0.60,), (0.38, 0.80), (0.55,))
-    spacing, scale = 0.165, 27.5
+    spacing, scale = 0.165, 30.5
 
     def place(x, y):
         return (centre + x * scale, centre + y * scale)
 
-    mask = canvas.stroke_mask(fingerprint(spacing, gaps), place, spacing * scale * 0.29)
+    mask = canvas.stroke_mask(fingerprint(spacing, gaps), place, spacing * scale * 0.27)
     canvas.blend(mask, lambda _x, y: ramp(ridges, ((y - centre) / scale + 1) / 2))
-    return canvas, lambda x, y: math.hypot(x - centre, y - centre) <= radius
+    return reduced(canvas, size)
 
 
 def main():
     folder = sys.argv[1] if len(sys.argv) > 1 else os.path.dirname(os.path.abspath(__file__))
     write_bmp(os.path.join(folder, "tile.bmp"), tile())
-    write_png(os.path.join(folder, "prompt.png"), *badge(NIGHT_TOP, NIGHT_BOTTOM, COOL))
-    write_png(os.path.join(folder, "prompt2.png"), *badge(LEAF_TOP, LEAF_BOTTOM, LEAF))
+    write_png(os.path.join(folder, "prompt.png"), badge(NIGHT_TOP, NIGHT_BOTTOM, COOL))
+    write_png(os.path.join(folder, "prompt2.png"), badge(LEAF_TOP, LEAF_BOTTOM, LEAF))
 
 
 main()

@@ -1,21 +1,42 @@
 # shellcheck shell=bash
 # How fast the shipped DLL is here, beside the floor: tools/bench, run on a machine prepared for it.
 
-bench_usage() {
-    cat <<'END'
-Usage: ./run bench [OPTION...]
+word bench "how fast the DLL is, each figure beside what its calls of Windows cost alone; leaves build/bench.json" \
+    "${build_packages[@]}" "${wine_packages[@]}"
 
-How fast the shipped DLL is here, each figure beside its floor: a table, and build/bench.json. docs/performance.md
-explains the figures. Takes about two minutes, the build apart; nothing else should run meanwhile.
+bench_samples=100
+bench_idle=30
+
+help_bench() {
+    cat <<'END'
+Takes about two minutes, the build apart; nothing else should run meanwhile. docs/performance.md explains the figures.
 
   --samples N   samples of most figures (100)
   --smoke       few samples: only whether all figures come out, and none is absurd
 END
 }
 
+options_bench() {
+    while (($#)); do
+        case $1 in
+        --smoke)
+            bench_samples=8
+            bench_idle=10
+            ;;
+        --samples)
+            [[ ${2-} =~ ^[1-9][0-9]{0,4}$ ]] || die "--samples takes a number of samples."
+            bench_samples=$2
+            shift
+            ;;
+        *) die "\"bench\" has no option \"$1\"." ;;
+        esac
+        shift
+    done
+}
+
 # bench_windows SECONDS PROGRAM...: runs a Windows program in the build folder.
 bench_windows() {
-    (cd "$build" && exec timeout "$1" wine "${@:2}" 2>/dev/null) | tr -d '\r'
+    (cd "$build" && exec timeout --foreground "$1" wine "${@:2}" 2>/dev/null) | tr -d '\r'
 }
 
 # Under load Wine now and then fails to start a child process; the next attempt does it.
@@ -39,37 +60,15 @@ bench_prepare() {
 }
 
 run_bench() {
-    local samples=100 idle=30 status=0
-    while (($#)); do
-        case $1 in
-        --help | -h)
-            bench_usage
-            return
-            ;;
-        --smoke)
-            samples=8
-            idle=10
-            ;;
-        --samples)
-            [[ ${2-} =~ ^[1-9][0-9]{0,4}$ ]] || die "--samples takes a number of samples."
-            samples=$2
-            shift
-            ;;
-        *) die "\"bench\" has no option \"$1\"." ;;
-        esac
-        shift
-    done
-    need_packages "${build_packages[@]}"
-    say "Building what is measured"
-    [[ -e $build/build.ninja ]] || cmake --preset release
-    cmake --build --preset release --parallel "$(nproc)" --target Bench
+    local status=0 limit=$((120 + bench_idle + 5 * bench_samples))
+    build_targets Bench
     start_windows
     bench_prepare
-    say "Measuring, about $((idle + samples)) seconds"
+    say "Measuring, about $((bench_idle + bench_samples)) seconds"
     # The kernel under Wine knows this shell, and what it becomes, by one number.
     # shellcheck disable=SC2016  # it is the inner shell's
-    (cd "$build" && exec timeout $((120 + idle + 5 * samples)) bash -c 'exec wine ./Bench.exe "$@" $$' \
-        bench "$samples" "$idle" 2>"$build/bench-errors.txt") || status=$?
+    (cd "$build" && exec timeout --foreground "$limit" bash -c 'exec wine ./Bench.exe "$@" $$' \
+        bench "$bench_samples" "$bench_idle" 2>"$build/bench-errors.txt") || status=$?
     ((status == 0)) || die "Bench ended with $status. It said: $(cat "$build/bench-errors.txt")"
     [[ -s $build/bench.json ]] || die "Bench has left no build/bench.json. It said: $(cat "$build/bench-errors.txt")"
     say "The same in build/bench.json"

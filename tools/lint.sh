@@ -2,6 +2,8 @@
 # Format and static checks over our own files. A file that passed clang-tidy is not checked again until it, one of its
 # headers or the settings change.
 
+word lint "clang-format, clang-tidy and shellcheck" "${lint_packages[@]}" "${build_packages[@]}"
+
 lint_format() {
     say "clang-format"
     git ls-files -z -- '*.c' '*.cpp' '*.h' | xargs -0 clang-format-19 --dry-run -Werror
@@ -10,7 +12,7 @@ lint_format() {
 lint_scripts() {
     say "shellcheck"
     # By way of what run sources it checks everything under tools/.
-    shellcheck --external-sources --check-sourced run .ci/run
+    shellcheck --external-sources --check-sourced run .ci/run tests/support/*.sh
 }
 
 # One line per object file of the build: the files of ours that went into it, the source first.
@@ -65,7 +67,6 @@ lint_tidy() {
 
 run_lint() {
     local failed=()
-    need_packages "${lint_packages[@]}" "${build_packages[@]}"
     lint_format || failed+=(clang-format)
     lint_scripts || failed+=(shellcheck)
     # clang-tidy needs what the build generates, and the list of the headers that each file really includes.

@@ -2,6 +2,28 @@
 # A fingerprint logon from the finger to the packed logon, and its variants. Everything runs for real: the registered
 # DLL in the logon screen's process, and the two services under the service manager.
 
+word logon "a fingerprint logon from the finger to the packed logon; leaves build/logon.png and build/logon.log" \
+    "${build_packages[@]}" "${wine_packages[@]}"
+
+help_logon() {
+    cat <<'END'
+  --unlock           unlock a session instead of logging on
+  --wrong-password   the first finger's record holds a wrong password, a second finger succeeds
+  --service-down     the fingerprint service is stopped beforehand and has to be restarted
+  --lockout          the identifications that config.ini allows are used up
+  --pre-boot         the user was authenticated before boot and needs no finger
+  --no-device, --disabled-device, --switched-off, --no-pre-boot
+                     no tile is offered: what LogonUI is told, and why
+  --language LCID    prompts of that system language, such as 0x0411; the pictures are then build/logon-LCID*.png
+  --language list    the ids that have prompts of their own
+
+--unlock and --language go with each other and with one of the rest.
+
+Wine does not shape Arabic: its letters stand apart, and from left to right. The prompt is 12 pixels high on every
+screen, and cut where it is wider than its window of 400 pixels, as some French and Spanish ones are.
+END
+}
+
 computer=FRONTDESK
 user=Anna
 password='Correct-Horse-7'
@@ -12,31 +34,37 @@ complaints=$build/logon-errors.txt
 # How long the screen welcomes the user before it goes. Windows takes its time here as well; the provider's workers are
 # back in the service by then.
 welcome_ms=2500
+# How long it says that there is no tile.
+refusal_ms=2500
 
-# The prompt that asks for a finger, by system language.
-declare -A scan_prompts=(
-    [0x0401]='فضلًا امسح أحد الأصابع.'
-    [0x0404]='請刷入指紋'
-    [0x0407]='Bitte scannen Sie einen Finger'
-    [0x0409]='Please scan a finger'
-    [0x040A]='Escanee un dedo'
-    [0x040C]='Veuillez numériser une empreinte digitale'
-    [0x0410]="Eseguite la scansione di un'impronta digitale"
-    [0x0411]='指紋をスキャンしてください'
-    [0x0412]='지문을 스캔하십시오'
-    [0x0416]='Efectue a leitura de um dedo'
-    [0x0419]='Выполните сканирование отпечатка пальца'
-    [0x0804]='请刷入指纹'
-)
-wrong_password_prompt='Wrong password'
-scan_again_prompt='Please swipe your finger over the scanner again.'
-manual_logon_prompt='Please manually enter your account information to log in'
+# The provider's own table: a language id and its language in each line.
+languages() {
+    sed -En 's/^ *\{(0x[0-9A-F]+), &(\w+)\},$/\1 \2/p' provider/Messages.cpp
+}
+
+list_languages() {
+    languages | awk '{ ids[$2] = ids[$2] " " $1 } END { for (name in ids) printf "%-20s%s\n", name, ids[name] }' | sort
+    echo "Any other id: English"
+}
+
+# In role order, as provider/Messages.h has it.
+choose_prompts() {
+    local name prompts
+    name=$(languages | sed -n "s/^${language:-0x0409} //p")
+    mapfile -t prompts < <(sed -n "/^constexpr MessageSet ${name:-English} = {$/,/^};/s/^    L\"\(.*\)\",\$/\1/p" \
+        provider/Messages.cpp)
+    ((${#prompts[@]} == 6)) || die "provider/Messages.cpp has no six prompts for ${name:-English}."
+    manual_logon_prompt=${prompts[0]}
+    scan_prompt=${prompts[1]}
+    wrong_password_prompt=${prompts[2]}
+    scan_again_prompt=${prompts[3]}
+}
 
 # in_windows SECONDS PROGRAM...: runs one of our programs, or one of Wine's, from the build folder.
 in_windows() {
     local limit=$1
     shift
-    (cd "$build" && exec timeout "$limit" wine "$@" 2>>"$complaints") | tr -d '\r'
+    (cd "$build" && exec timeout --foreground "$limit" wine "$@" 2>>"$complaints") | tr -d '\r'
 }
 
 tell() {
@@ -82,30 +110,58 @@ raise_prompt_window() {
     xdotool search --onlyvisible --name '^Window$' windowraise '%@' >/dev/null 2>&1 || true
 }
 
-# The prompt is pure white text in a line of its own at the top right; nothing else there comes near that.
-prompt_in_picture() {
-    [[ $(identify -format '%[fx:minima.g<maxima.g&&maxima.g==1]' "$1[400x30+880+98]") == 1 ]]
+# Where the pure white text of the prompt stands, as WIDTHxHEIGHT+X+Y in a band at the prompt window's place; nothing
+# else there is as bright. Empty if there is none.
+prompt_place() {
+    convert "$1" -crop 400x30+880+98 +repage -fill black +opaque white -format '%[fx:maxima] %@' info: 2>/dev/null |
+        sed -n 's/^1 //p'
 }
 
+picture_file() {
+    printf 'build/logon%s%s.png' "${language:+-$language}" "${1:+-$1}"
+}
+
+# take_picture FILE
 take_picture() {
     # The window reaches the screen a moment after it was painted.
     sleep 0.15
     # A quick compression: one prompt stays for a second only.
-    import -silent -window root -quality 61 "$1"
+    import -silent -window root -quality 61 "$1" || fail_logon "The screenshot $1 could not be taken."
 }
 
-# picture_of_prompt NAME: a screenshot on which the prompt is to be seen.
+# picture_of_prompt [NAME]: a screenshot on which the prompt is to be seen, to its end. Its beginning is cut where it is
+# wider than the window, whose text ends 10 pixels from the right edge or before.
 picture_of_prompt() {
-    local file=$build/$1 attempt
+    local file attempt place='' width left
+    file=$(picture_file "${1-}")
     for attempt in 1 2 3 4 5; do
         raise_prompt_window
-        take_picture "$file" || fail_logon "The screenshot build/$1 could not be taken."
-        if prompt_in_picture "$file"; then
-            echo "Screenshot: build/$1"
-            return 0
-        fi
+        take_picture "$file"
+        place=$(prompt_place "$file")
+        [[ ! $place ]] || break
     done
-    fail_logon "The prompt is not to be seen on the screenshot build/$1, nor on $((attempt - 1)) before it."
+    [[ $place ]] ||
+        fail_logon "The prompt is not to be seen on the screenshot $file, nor on $((attempt - 1)) before it."
+    IFS=x+ read -r width _ left _ <<<"$place"
+    ((left + width <= 395)) || fail_logon "The end of the prompt is cut on the screenshot $file."
+    ((left > 3)) || fail_logon "The beginning of the prompt is cut on the screenshot $file."
+    echo "Screenshot: $file"
+}
+
+# picture_of_refusal: what the screen says instead of a tile; it is small, so that its brightness decides.
+picture_of_refusal() {
+    local file
+    wait_for 60 refusal_shown_or_gone || fail_logon "There was neither a tile nor a refusal within a minute."
+    file=$(picture_file no-tile)
+    take_picture "$file"
+    [[ ! $(prompt_place "$file") ]] || fail_logon "A prompt is to be seen on the screenshot $file."
+    [[ $(identify -format '%[fx:maxima>0.6]' "${file}[640x500+320+100]") == 1 ]] ||
+        fail_logon "The screenshot $file does not say that there is no tile."
+    echo "Screenshot: $file"
+}
+
+refusal_shown_or_gone() {
+    grep -q '^.* tile  *no tile is offered' "$transcript" 2>/dev/null || screen_is_gone
 }
 
 is_running() {
@@ -145,7 +201,7 @@ prepare_machine() {
 
 screen_up() {
     say "Logon screen: $scenario${language:+, language $language}"
-    (cd "$build" && exec timeout 150 wine ./LogonScreen.exe --scenario "$scenario" --computer "$computer" \
+    (cd "$build" && exec timeout --foreground 150 wine ./LogonScreen.exe --scenario "$scenario" --computer "$computer" \
         --account "$computer\\$user:$password" ${language:+--language "$language"} --time-limit 120 \
         --transcript logon-transcript.txt "$@" >"$build/logon-screen.out" 2>&1) &
     screen_up_pid=$!
@@ -204,7 +260,7 @@ logon_reported_or_gone() {
 # The logon that the good finger calls for, and how long it took.
 expect_logon() {
     wait_for 60 logon_reported_or_gone || fail_logon "The finger led to no logon within a minute."
-    screen_is_gone || take_picture "$build/logon-welcome.png"
+    screen_is_gone || take_picture "$(picture_file welcome)"
     await_verdict
     local timing
     timing=$(measured_time) || die "The transcript has no time from the service's answer to CredentialsChanged."
@@ -213,13 +269,8 @@ expect_logon() {
 
 logon_plain() {
     screen_up --expect "$computer\\$user" --hold "$welcome_ms"
-    if [[ $scan_prompt ]]; then
-        await_prompt "$scan_prompt"
-    else
-        await_calls IdentifyEnroll 1
-        echo "The prompt's text is not checked: no text is known here for language $language."
-    fi
-    picture_of_prompt "$picture"
+    await_prompt "$scan_prompt"
+    picture_of_prompt
     place_finger "$password" "with the right password"
     finger_taken
     expect_logon
@@ -232,33 +283,34 @@ logon_refused_or_gone() {
 # Before anybody has logged on the check of the password lets it pass: LSA refuses it, and what is reported of that
 # hides the prompt, although the next finger is asked for.
 await_refusal() {
-    local file=$build/logon-refused.png
+    local file
+    file=$(picture_file refused)
     wait_for 60 logon_refused_or_gone || fail_logon "LSA did not refuse the logon within a minute."
     finger_taken
     await_calls IdentifyEnroll 2
     ! screen_is_gone || fail_logon "The logon screen ended with the refused logon."
     echo "LSA refused the logon."
-    take_picture "$file" || fail_logon "The screenshot $file could not be taken."
-    ! prompt_in_picture "$file" || fail_logon "The prompt is still to be seen on the screenshot $file."
+    take_picture "$file"
+    [[ ! $(prompt_place "$file") ]] || fail_logon "The prompt is still to be seen on the screenshot $file."
     ! prompt_shown "$wrong_password_prompt" || fail_logon "The prompt \"$wrong_password_prompt\" came."
-    echo "Screenshot without a prompt: build/logon-refused.png"
+    echo "Screenshot without a prompt: $file"
 }
 
 # In a session that is active the password is checked before LSA gets to see it.
 await_wrong_password_prompts() {
     await_prompt "$wrong_password_prompt"
-    picture_of_prompt logon-wrong-password.png
+    picture_of_prompt wrong-password
     # It shows for a second only.
     ! prompt_shown "$scan_again_prompt" || echo "The screenshot came too late for that prompt."
     finger_taken
     await_prompt "$scan_again_prompt"
-    picture_of_prompt logon-scan-again.png
+    picture_of_prompt scan-again
 }
 
 logon_wrong_password() {
     screen_up --expect "$computer\\$user" --hold "$welcome_ms"
     await_prompt "$scan_prompt"
-    picture_of_prompt "$picture"
+    picture_of_prompt
     place_finger 'of-last-year' "with a wrong password"
     if [[ $scenario == unlock ]]; then
         await_wrong_password_prompts
@@ -286,7 +338,7 @@ logon_lockout() {
     # The screen stays up after the last prompt, so that another identification would have its chance.
     screen_up --expect none --until "prompt:$manual_logon_prompt" --hold 8000
     await_prompt "$scan_prompt"
-    picture_of_prompt "$picture"
+    picture_of_prompt
     place_finger 'of-last-year' "with a wrong password"
     finger_taken
     await_calls IdentifyEnroll 2
@@ -294,7 +346,7 @@ logon_lockout() {
     finger_taken
     await_prompt "$manual_logon_prompt"
     # At logon LSA refuses the second finger as well, which hides the prompt at once.
-    [[ $scenario == logon ]] || picture_of_prompt logon-lockout.png
+    [[ $scenario == logon ]] || picture_of_prompt lockout
     place_finger "$password" "with the right password, too late"
     finger_taken
     sleep 2
@@ -320,9 +372,20 @@ logon_pre_boot() {
     say "Logged on as $computer\\$user, without a finger"
 }
 
-# expect_refusal HRESULT LOG-LINE...: LogonUI is told that there is no tile, and the log says why.
+ask_doctor() {
+    if [[ $variant == disabled-device ]]; then
+        # Wine reports no device's problems; the doctor's test has one reported.
+        in_windows 60 ./doctor_tests.exe --minimal --test-case="a disabled sensor is told"
+    else
+        # Its exit status is the reason's number.
+        if in_windows 60 ./Doctor.exe --ask-library; then return 1; fi
+    fi
+}
+
+# expect_refusal HRESULT LOG-LINE...: LogonUI is told that there is no tile, and the log says why. So does the doctor.
 expect_refusal() {
     local status=0 line
+    picture_of_refusal
     wait "$screen_up_pid" || status=$?
     show_evidence
     ((status == 3)) || die "The logon screen ended with status $status; 3 says that no tile is offered."
@@ -330,24 +393,27 @@ expect_refusal() {
     for line in "${@:2}"; do
         grep -qF " : $line" "$log" || die "The log lacks the line \"$line\"."
     done
-    say "No tile: LogonUI is told $1"
+    say "No tile: LogonUI is told $1. The doctor's answer:"
+    ask_doctor >"$build/doctor.out" || die "The doctor sees no reason for that."
+    # The checks, an empty line, the conclusion.
+    sed '1,/^$/d' "$build/doctor.out"
 }
 
 logon_no_device() {
     change_registry delete "$fit_sensor_key"
-    screen_up
+    screen_up --hold "$refusal_ms"
     expect_refusal E_OUTOFMEMORY ' GetDeviceVersion retry 1 times' ' GetDeviceVersion retry 2 times' \
         ' GetDeviceVersion retry 3 times'
 }
 
 logon_disabled_device() {
-    screen_up --device-problem 22
+    screen_up --device-problem 22 --hold "$refusal_ms"
     expect_refusal E_NOTIMPL ' after  createCredetialSeviceEvent'
 }
 
 logon_switched_off() {
     change_registry add "$fit_switch_key" /v Enable /t REG_DWORD /d 0 /reg:32
-    screen_up
+    screen_up --hold "$refusal_ms"
     expect_refusal E_OUTOFMEMORY ' CSample_CreateInstance 000'
 }
 
@@ -355,42 +421,63 @@ logon_switched_off() {
 logon_no_pre_boot() {
     change_registry add "$fit_pre_boot_key" /v Enabled /t REG_DWORD /d 0
     tell pba 0 >/dev/null || fail_logon "The service could not be scripted."
-    screen_up
+    screen_up --hold "$refusal_ms"
     expect_refusal E_OUTOFMEMORY 'CSample_CreateInstance CheckPBA fail 1 times' \
         'CSample_CreateInstance CheckPBA fail 2 times' 'CSample_CreateInstance CheckPBA fail 3 times'
 }
 
 choose_variant() {
-    [[ $variant == plain ]] || die "--$variant and --$1 don't go together."
+    [[ $variant == plain || $variant == "$1" ]] || die "--$variant and --$1 don't go together."
     variant=$1
 }
 
-parse_logon_options() {
-    scenario=logon variant=plain language='' picture=logon.png scan_prompt=${scan_prompts[0x0409]}
+choose_language() {
+    case $1 in
+    list)
+        list_languages
+        exit
+        ;;
+    esac
+    [[ $1 =~ ^(0[xX][0-9a-fA-F]{1,8}|[0-9]{1,9})$ ]] ||
+        die "--language takes a language id such as 0x0411, or \"list\"."
+    [[ $1 == 0[xX]* ]] && language=$(printf '0x%04X' "$1") || language=$(printf '0x%04X' "$((10#$1))")
+}
+
+options_logon() {
+    scenario=logon variant=plain language=
     while (($#)); do
         case $1 in
         --unlock) scenario=unlock ;;
         --wrong-password | --service-down | --lockout | --pre-boot | --no-device | --disabled-device | \
             --switched-off | --no-pre-boot) choose_variant "${1#--}" ;;
         --language)
-            [[ ${2-} =~ ^(0[xX][0-9a-fA-F]+|[0-9]+)$ ]] || die "--language takes a language id, such as 0x0411."
-            language=$(printf '0x%04X' "$2")
-            picture=logon-$language.png
-            scan_prompt=${scan_prompts[$language]-}
+            choose_language "${2-}"
             shift
             ;;
-        *) die "\"logon\" has no option \"$1\"." ;;
+        *) die "\"logon\" has no option \"$1\"; see ./run logon --help." ;;
         esac
         shift
     done
-    if [[ $language && $variant =~ ^(wrong-password|lockout)$ ]]; then
-        die "--$variant follows the prompts in English; it does not go with --language."
-    fi
+    choose_prompts
+}
+
+# What an earlier run left must not pass for this one's.
+remove_evidence() {
+    local name
+    rm -f "$transcript" "$log" "$complaints"
+    for name in '' welcome refused wrong-password scan-again lockout no-tile; do
+        rm -f "$(picture_file "$name")"
+    done
 }
 
 run_logon() {
-    parse_logon_options "$@"
-    build_all
+    local targets=(VexaFPCredentialProvider LogonScreen FingerprintService vcsWavePbaSimulator)
+    case $variant in
+    disabled-device) targets+=(doctor_tests) ;;
+    no-* | switched-off) targets+=(Doctor) ;;
+    esac
+    remove_evidence
+    build_targets "${targets[@]}"
     start_windows
     prepare_machine
     "logon_${variant//-/_}"

@@ -6,9 +6,7 @@ export WINEARCH=win64
 export WINEDEBUG=-all
 # No Mono or Gecko downloads, no desktop entries.
 export WINEDLLOVERRIDES='mscoree=;mshtml=;winemenubuilder.exe='
-# Wine's GDI+ smooths text even where one bit per pixel is asked for. On the colour-keyed prompt window that mixes with
-# the key colour; with full hinting the strokes lie on whole pixels and hardly anything is left to smooth.
-export FREETYPE_PROPERTIES=truetype:interpreter-version=35
+export FONTCONFIG_FILE=$root/tools/fonts.conf
 
 screen_pid=
 
@@ -29,30 +27,51 @@ stop_screen() {
 }
 
 stop_wine() {
-    timeout 20 wineserver -k 2>/dev/null || true
-    timeout 20 wineserver -w 2>/dev/null || true
+    limit 20 wineserver -k 2>/dev/null || true
+    limit 20 wineserver -w 2>/dev/null || true
 }
 
-# Creates the prefix once; its settings are applied again whenever they changed.
+# What a finished prefix was made of; a Wine of another version or other settings get a new one.
+prefix_ingredients() {
+    dpkg-query -W -f '${Version}\n' libwine
+    cat tools/prefix.reg
+}
+
+# Wine fills a prefix with copies of its own libraries, 690 MB. Links to them do as well, and leave 15 MB.
+link_libraries() {
+    local libraries=/usr/lib/x86_64-linux-gnu/wine/x86_64-windows file
+    find "$WINEPREFIX/drive_c" -type f -print0 | while read -r -d '' file; do
+        ! cmp -s "$file" "$libraries/${file##*/}" || ln -sf "$libraries/${file##*/}" "$file"
+    done
+    # An update of the prefix would write into Wine's own files.
+    echo disable >"$WINEPREFIX/.update-timestamp"
+}
+
+make_prefix() {
+    say "Making a Wine prefix, about 15 seconds"
+    rm -rf "$WINEPREFIX"
+    mkdir -p "$WINEPREFIX"
+    limit 180 wineboot -i >/dev/null 2>&1 || die "Wine could not create its prefix in $WINEPREFIX."
+    limit 60 wine regedit /S "$(winepath -w "$root/tools/prefix.reg" 2>/dev/null)" 2>/dev/null ||
+        die "Wine did not take the settings of tools/prefix.reg."
+    # The registry is written when Wine ends.
+    stop_wine
+    link_libraries
+}
+
+# Whatever ended an attempt too early, only a finished prefix has its mark.
 start_wine() {
-    local applied=$WINEPREFIX/settings-applied.reg
+    local mark=$WINEPREFIX/finished
     at_exit stop_wine
     stop_wine
-    if [[ ! -e $WINEPREFIX/system.reg ]]; then
-        say "Creating the Wine prefix"
-        mkdir -p "$WINEPREFIX"
-        timeout 120 wineboot -i >/dev/null 2>&1 || die "Wine could not create its prefix in $WINEPREFIX."
-        timeout 60 wineserver -w
+    if [[ -e $mark ]] && cmp -s "$mark" <(prefix_ingredients); then
+        return
     fi
-    if ! cmp -s "$root/tools/prefix.reg" "$applied"; then
-        timeout 60 wine regedit /S "$(winepath -w "$root/tools/prefix.reg")" 2>/dev/null ||
-            die "Wine did not take the settings of tools/prefix.reg."
-        cp "$root/tools/prefix.reg" "$applied"
-    fi
+    make_prefix
+    prefix_ingredients >"$mark"
 }
 
 start_windows() {
-    need_packages "${wine_packages[@]}"
     mkdir -p "$build"
     start_screen
     start_wine

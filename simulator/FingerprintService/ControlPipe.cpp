@@ -1,122 +1,102 @@
 #include "ControlPipe.h"
 
-#include "Commands.h"
-#include "Simulation.h"
+#include "ServiceScript.h"
+#include "ServiceState.h"
 #include "Text.h"
-
-#include <memory>
+#include "ServiceClient/ServiceControl.h"
 
 namespace {
 
-constexpr DWORD kRequestLimit = 5000;
-constexpr DWORD kReplyLimit = 10000;
-constexpr DWORD kStopLimit = 2000;
-constexpr DWORD kRetryPause = 50;
-constexpr DWORD kBufferSize = 64 * 1024;
+using ServiceClient::ControlPipeName;
 
-ServiceClient::PipeHandle CreateInstance()
+constexpr DWORD LongestCommand = 64 * 1024;
+constexpr DWORD StopLimit = 2000;
+constexpr DWORD RetryPause = 50;
+
+KernelHandle OrNull(HANDLE handle)
 {
-    return ServiceClient::PipeHandle(
-        CreateNamedPipeW(ServiceClient::kControlPipeName, PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED,
-                         PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT, PIPE_UNLIMITED_INSTANCES,
-                         kBufferSize, kBufferSize, 0, nullptr));
+    return KernelHandle(handle == INVALID_HANDLE_VALUE ? nullptr : handle);
 }
 
-void CarryOut(After after)
+KernelHandle CreateInstance()
 {
-    if (after == After::Quit)
-        Simulation::Instance().Quit();
-    else if (after == After::Die)
-        Simulation::Instance().Sensor().Die();
+    return OrNull(CreateNamedPipeW(ControlPipeName, PIPE_ACCESS_DUPLEX,
+                                   PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE, PIPE_UNLIMITED_INSTANCES,
+                                   LongestCommand, LongestCommand, 0, nullptr));
+}
+
+// Started by Accept, argument the pipe instance of a client, which it closes; serves one command and ends.
+// ServiceState::commandsUnderWay counts these threads.
+DWORD WINAPI Serve(void* instance)
+{
+    const KernelHandle pipe(instance);
+    std::string line(LongestCommand, '\0');
+    DWORD count = 0;
+    if (ReadFile(pipe.Get(), line.data(), LongestCommand, &count, nullptr)) {
+        const Reply reply = Execute(FromUtf8(std::string_view(line).substr(0, count)));
+        const std::string bytes = ToUtf8(reply.text);
+        WriteFile(pipe.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr);
+        // The process may end only when the client has read the reply.
+        FlushFileBuffers(pipe.Get());
+        Locked state;
+        state->quit = state->quit || reply.after == After::Quit;
+        if (reply.after == After::Die && !state->blocked.empty())
+            Die();
+        state->script.dieAtNextCapture = state->script.dieAtNextCapture || reply.after == After::Die;
+    }
+    --Locked()->commandsUnderWay;
+    return 0;
+}
+
+// Started by ControlPipe::Start, argument the first pipe instance; ends when a client connects while the
+// service is closing.
+DWORD WINAPI Accept(void* first)
+{
+    KernelHandle pipe(first);
+    while (true) {
+        const bool connected =
+            ConnectNamedPipe(pipe.Get(), nullptr) || GetLastError() == ERROR_PIPE_CONNECTED;
+        {
+            const Locked state;
+            if (state->closing)
+                return 0;
+            state->commandsUnderWay += connected;
+        }
+        // The next instance first: without any a client would take the service for absent.
+        KernelHandle next = CreateInstance();
+        const KernelHandle thread(connected ? CreateThread(nullptr, 0, Serve, pipe.Get(), 0, nullptr)
+                                            : nullptr);
+        if (thread)
+            static_cast<void>(pipe.Release()); // the thread owns it now
+        else if (connected)
+            --Locked()->commandsUnderWay;
+        else
+            Sleep(RetryPause); // a client that was gone at once, or no resources: neither ends the service
+        pipe = std::move(next);
+    }
 }
 
 } // namespace
 
 DWORD ControlPipe::Start()
 {
-    m_stop.Reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    m_listening = CreateInstance();
-    if (!m_stop || !m_listening)
+    KernelHandle first = CreateInstance();
+    if (first)
+        m_thread.Reset(CreateThread(nullptr, 0, Accept, first.Get(), 0, nullptr));
+    if (!m_thread)
         return GetLastError();
-    m_thread.Reset(CreateThread(nullptr, 0, AcceptThread, this, 0, nullptr));
-    return m_thread ? ERROR_SUCCESS : GetLastError();
+    static_cast<void>(first.Release()); // the thread owns it now
+    return ERROR_SUCCESS;
 }
 
 void ControlPipe::Stop()
 {
     if (!m_thread)
         return;
-    SetEvent(m_stop.Get());
-    WaitForSingleObject(m_thread.Get(), INFINITE);
+    // Wakes the thread that waits for a client.
+    OrNull(CreateFileW(ControlPipeName, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    WaitForSingleObject(m_thread.Get(), StopLimit);
     m_thread.Reset();
-    ULONGLONG deadline = GetTickCount64() + kStopLimit;
-    while (InterlockedCompareExchange(&m_connections, 0, 0) > 0 && ServiceClient::Remaining(deadline) > 0)
-        Sleep(1);
-}
-
-DWORD ControlPipe::AcceptThread(void* self)
-{
-    static_cast<ControlPipe*>(self)->Accept();
-    return 0;
-}
-
-DWORD ControlPipe::ConnectionThread(void* connection)
-{
-    std::unique_ptr<Connection> own(static_cast<Connection*>(connection));
-    own->owner->Serve(std::move(own->pipe));
-    InterlockedDecrement(&own->owner->m_connections);
-    return 0;
-}
-
-bool ControlPipe::WaitForClient(HANDLE pipe) const
-{
-    KernelHandle connected(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    OVERLAPPED overlapped = {};
-    overlapped.hEvent = connected.Get();
-    if (ConnectNamedPipe(pipe, &overlapped) || GetLastError() == ERROR_PIPE_CONNECTED)
-        return true;
-    if (GetLastError() != ERROR_IO_PENDING)
-        return false;
-    HANDLE events[] = {connected.Get(), m_stop.Get()};
-    if (WaitForMultipleObjects(2, events, FALSE, INFINITE) != WAIT_OBJECT_0)
-        CancelIoEx(pipe, &overlapped);
-    DWORD ignored = 0;
-    return GetOverlappedResult(pipe, &overlapped, &ignored, TRUE);
-}
-
-void ControlPipe::Accept()
-{
-    while (WaitForSingleObject(m_stop.Get(), 0) == WAIT_TIMEOUT) {
-        bool connected = m_listening && WaitForClient(m_listening.Get());
-        ServiceClient::PipeHandle pipe = std::move(m_listening);
-        m_listening = CreateInstance();
-        if (!connected) {
-            // A client that was gone at once, or no more resources: neither ends the service.
-            WaitForSingleObject(m_stop.Get(), kRetryPause);
-            continue;
-        }
-        auto connection = std::make_unique<Connection>(this, std::move(pipe));
-        InterlockedIncrement(&m_connections);
-        KernelHandle thread(CreateThread(nullptr, 0, ConnectionThread, connection.get(), 0, nullptr));
-        if (thread)
-            static_cast<void>(connection.release()); // the thread owns it now
-        else
-            InterlockedDecrement(&m_connections);
-    }
-    m_listening.Reset();
-}
-
-void ControlPipe::Serve(ServiceClient::PipeHandle pipe)
-{
-    Reply reply;
-    {
-        ServiceClient::PipeConnection connection(std::move(pipe), m_stop.Get());
-        std::optional<std::string> line = connection.ReadLine(kRequestLimit);
-        if (!line)
-            return;
-        reply = Execute(FromUtf8(*line));
-        connection.Write(ToUtf8(reply.text), kReplyLimit);
-    }
-    // The connection is closed by now and the reply on its way: the process may end.
-    CarryOut(reply.after);
+    Locked state;
+    state.Wait([&] { return state->commandsUnderWay == 0; }, StopLimit);
 }

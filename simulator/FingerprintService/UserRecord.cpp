@@ -1,25 +1,23 @@
 #include "UserRecord.h"
 
-#include "ServiceClient/Rendering.h"
+#include "Text.h"
 
-#include <algorithm>
+#include <cwchar>
 
 namespace {
 
 template <size_t N>
 bool Put(wchar_t (&field)[N], std::wstring_view text)
 {
-    if (text.size() >= N)
-        return false;
-    std::copy(text.begin(), text.end(), field);
-    return true;
+    text.copy(field, N - 1);
+    return text.size() < N;
 }
 
 // A scripted record is arbitrary bytes: nothing promises that a field is terminated.
 template <size_t N>
 std::wstring_view Get(const wchar_t (&field)[N])
 {
-    return std::wstring_view(field, std::find(field, field + N, L'\0') - field);
+    return {field, wcsnlen(field, N)};
 }
 
 } // namespace
@@ -35,7 +33,6 @@ std::optional<UserRecord> MakeRecord(std::wstring_view domain, std::wstring_view
 
 std::wstring Describe(const UserRecord& record)
 {
-    return L"domain=" + ServiceClient::QuotedText(Get(record.domain)) + L" user=" +
-           ServiceClient::QuotedText(Get(record.user)) + L" password-length=" +
-           std::to_wstring(Get(record.password).size());
+    return L"domain=" + Quoted(Get(record.domain)) + L" user=" + Quoted(Get(record.user)) +
+           L" password-length=" + std::to_wstring(Get(record.password).size());
 }

@@ -12,8 +12,6 @@ struct UserRecord {
     wchar_t user[66];
     wchar_t password[94];
     wchar_t domain[33];
-
-    bool operator==(const UserRecord&) const = default;
 };
 static_assert(sizeof(UserRecord) == 386);
 static_assert(offsetof(UserRecord, password) == 132);

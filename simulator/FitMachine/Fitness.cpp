@@ -10,30 +10,23 @@ namespace FitMachine {
 
 namespace {
 
+constexpr std::wstring_view Vendor = L"VID_138A&PID_";
 constexpr wchar_t UsbDevices[] = LR"(System\CurrentControlSet\Enum\USB)";
-constexpr wchar_t Instance[] = L"Simulated";
+constexpr wchar_t Instance[] = LR"(\Simulated)";
 constexpr wchar_t BiometricClass[] = L"{53D29EF7-377C-4D14-864B-EB3A85769359}";
-constexpr wchar_t ProductKey[] = LR"(SOFTWARE\VEXA\FingerPrint)";
+constexpr wchar_t ProductKeyOf32BitPrograms[] = LR"(SOFTWARE\WOW6432Node\VEXA\FingerPrint)";
 constexpr wchar_t SystemLibrary[] = LR"(c:\windows\system32\vcsWavePba.dll)";
 constexpr wchar_t PreBootMark[] = L"Global\\{689E254C-9110-4F0B-AB84-002C3CB331B6}";
 
-bool SetText(const RegistryKey& key, const wchar_t* name, DWORD type, const std::wstring& text)
+std::wstring DeviceKey(const std::wstring& device)
 {
-    return RegSetValueExW(key.Get(), name, 0, type, reinterpret_cast<const BYTE*>(text.c_str()),
-                          DWORD((text.size() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS;
+    return std::wstring(UsbDevices) + L'\\' + device;
 }
 
-std::wstring DeviceId(const std::wstring& product)
+bool SetText(const std::wstring& key, const wchar_t* name, DWORD type, const std::wstring& text)
 {
-    return L"VID_138A&PID_" + product;
-}
-
-bool Remove(const std::wstring& product)
-{
-    const std::wstring device = std::wstring(UsbDevices) + L'\\' + DeviceId(product);
-    RegDeleteTreeW(HKEY_LOCAL_MACHINE, (device + L'\\' + Instance).c_str());
-    // The device's own key goes when nobody else has an instance of it.
-    return RegDeleteKeyExW(HKEY_LOCAL_MACHINE, device.c_str(), KEY_WOW64_64KEY, 0) == ERROR_SUCCESS;
+    return RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), name, type, text.c_str(),
+                           DWORD((text.size() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS;
 }
 
 fs::path BuildFolder()
@@ -47,13 +40,11 @@ fs::path BuildFolder()
 
 bool PlugIn(const std::wstring& product)
 {
-    RegistryKey key;
-    const std::wstring path = std::wstring(UsbDevices) + L'\\' + DeviceId(product) + L'\\' + Instance;
+    const std::wstring device = std::wstring(Vendor) + product;
+    const std::wstring key = DeviceKey(device) + Instance;
     // A list of texts ends with an empty one.
-    const std::wstring ids = L"USB\\" + DeviceId(product) + std::wstring(1, L'\0');
-    return RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS | KEY_WOW64_64KEY,
-                           nullptr, key.Put(), nullptr) == ERROR_SUCCESS &&
-           SetText(key, L"ClassGUID", REG_SZ, BiometricClass) &&
+    const std::wstring ids = L"USB\\" + device + std::wstring(1, L'\0');
+    return SetText(key, L"ClassGUID", REG_SZ, BiometricClass) &&
            SetText(key, L"Driver", REG_SZ, std::wstring(BiometricClass) + L"\\0000") &&
            SetText(key, L"HardwareID", REG_MULTI_SZ, ids);
 }
@@ -62,30 +53,25 @@ void PullOut()
 {
     RegistryKey usb;
     RegOpenKeyExW(HKEY_LOCAL_MACHINE, UsbDevices, 0, KEY_READ, usb.Put());
-    const std::wstring vendor = DeviceId(L"");
-    std::vector<std::wstring> products;
     wchar_t name[256];
-    DWORD units = std::size(name);
-    for (DWORD index = 0;
-         RegEnumKeyExW(usb.Get(), index, name, &units, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
-         ++index, units = std::size(name)) {
-        if (const std::wstring device = name; device.starts_with(vendor))
-            products.push_back(device.substr(vendor.size()));
+    std::vector<std::wstring> devices;
+    for (DWORD index = 0; RegEnumKeyW(usb.Get(), index, name, std::size(name)) == ERROR_SUCCESS; ++index) {
+        if (std::wstring_view(name).starts_with(Vendor))
+            devices.emplace_back(name);
     }
-    for (const std::wstring& product : products)
-        Remove(product);
+    for (const std::wstring& device : devices) {
+        RegDeleteTreeW(HKEY_LOCAL_MACHINE, (DeviceKey(device) + Instance).c_str());
+        // The device's own key goes when nobody else has an instance of it.
+        RegDeleteKeyW(HKEY_LOCAL_MACHINE, DeviceKey(device).c_str());
+    }
 }
 
 bool SetSwitch(std::optional<DWORD> enable)
 {
-    RegistryKey key;
-    if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, ProductKey, 0, nullptr, 0, KEY_ALL_ACCESS | KEY_WOW64_32KEY,
-                        nullptr, key.Put(), nullptr) != ERROR_SUCCESS)
-        return false;
     if (enable)
-        return RegSetValueExW(key.Get(), L"Enable", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&*enable),
-                              sizeof *enable) == ERROR_SUCCESS;
-    const LSTATUS status = RegDeleteValueW(key.Get(), L"Enable");
+        return RegSetKeyValueW(HKEY_LOCAL_MACHINE, ProductKeyOf32BitPrograms, L"Enable", REG_DWORD, &*enable,
+                               sizeof *enable) == ERROR_SUCCESS;
+    const LSTATUS status = RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, ProductKeyOf32BitPrograms, L"Enable");
     return status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND;
 }
 
@@ -111,7 +97,7 @@ KernelHandle OpenPreBootMark()
 }
 
 Scope::Scope()
-    : m_fit(PlugIn(kSecondModel) && SetSwitch(1) && InstallPreBootLibrary() && PreBootLibrary::Clear()),
+    : m_fit(PlugIn(SecondModel) && SetSwitch(1) && InstallPreBootLibrary() && PreBootLibrary::Clear()),
       m_mark(OpenPreBootMark())
 {
     ForgetCheck();

@@ -1,6 +1,6 @@
 // What makes a machine fit for a fingerprint tile, piece by piece: sensor, switch, pre-boot library, and
 // whether the library was asked already. All of it is real in the Wine prefix; only a sensor's problem code
-// is not, see windows/Devices.h.
+// is not, see WindowsModel/Devices.h.
 #pragma once
 
 #include "base/Handle.h"
@@ -11,8 +11,8 @@
 namespace FitMachine {
 
 /// Products of the sensor's vendor as device IDs write them: two are sensors that the system knows.
-constexpr wchar_t kFirstModel[] = L"0008";
-constexpr wchar_t kSecondModel[] = L"0010";
+constexpr wchar_t FirstModel[] = L"0008";
+constexpr wchar_t SecondModel[] = L"0010";
 
 /// Plugs a device of the vendor in, or does nothing when one of that product is there. Devices are enumerated
 /// in the order of their product IDs.

@@ -2,70 +2,54 @@
 
 #include "base/Handle.h"
 
-#include <algorithm>
 #include <cstring>
-#include <cwchar>
 
 namespace PreBootLibrary {
 
 namespace {
 
-constexpr REGSAM View = KEY_WOW64_64KEY;
+constexpr wchar_t ScriptKey[] = LR"(SOFTWARE\Fingerprint Simulator\PreBoot)";
+constexpr wchar_t CallsKey[] = LR"(SOFTWARE\Fingerprint Simulator\PreBoot\Calls)";
 
-RegistryKey Open(const wchar_t* path)
-{
-    RegistryKey key;
-    RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ | View, key.Put());
-    return key;
-}
+// clang-format off
+constexpr struct {
+    const wchar_t* name;
+    std::optional<LONG> Script::*value;
+} Numbers[] = {
+    {L"Enabled",       &Script::enabled},
+    {L"OpenStatus",    &Script::openStatus},
+    {L"EnabledStatus", &Script::enabledStatus},
+    {L"CloseStatus",   &Script::closeStatus},
+    {L"SizeStatus",    &Script::sizeStatus},
+    {L"CredsStatus",   &Script::credsStatus},
+    {L"Size",          &Script::size},
+    {L"FilledSize",    &Script::filledSize},
+};
+// clang-format on
 
-RegistryKey Create(const wchar_t* path)
+std::optional<std::vector<BYTE>> Read(const wchar_t* key, const wchar_t* name, DWORD types)
 {
-    RegistryKey key;
-    RegCreateKeyExW(HKEY_LOCAL_MACHINE, path, 0, nullptr, 0, KEY_ALL_ACCESS | View, nullptr, key.Put(),
-                    nullptr);
-    return key;
-}
-
-std::optional<std::vector<BYTE>> ReadBytes(const RegistryKey& key, const wchar_t* name, DWORD type)
-{
-    DWORD found = 0;
     DWORD bytes = 0;
-    if (!key || RegQueryValueExW(key.Get(), name, nullptr, &found, nullptr, &bytes) != ERROR_SUCCESS ||
-        found != type)
+    if (RegGetValueW(HKEY_LOCAL_MACHINE, key, name, types, nullptr, nullptr, &bytes) != ERROR_SUCCESS)
         return std::nullopt;
     std::vector<BYTE> value(bytes);
-    if (RegQueryValueExW(key.Get(), name, nullptr, nullptr, value.data(), &bytes) != ERROR_SUCCESS)
+    if (RegGetValueW(HKEY_LOCAL_MACHINE, key, name, types, nullptr, value.data(), &bytes) != ERROR_SUCCESS)
         return std::nullopt;
     value.resize(bytes);
     return value;
 }
 
-std::optional<LONG> ReadNumber(const RegistryKey& key, const wchar_t* name)
+std::optional<std::wstring> ReadText(const wchar_t* key, const wchar_t* name)
 {
-    const auto bytes = ReadBytes(key, name, REG_DWORD);
-    if (!bytes || bytes->size() != sizeof(LONG))
-        return std::nullopt;
-    LONG number = 0;
-    std::memcpy(&number, bytes->data(), sizeof number);
-    return number;
-}
-
-std::optional<std::wstring> ReadText(const RegistryKey& key, const wchar_t* name)
-{
-    const auto bytes = ReadBytes(key, name, REG_SZ);
+    const auto bytes = Read(key, name, RRF_RT_REG_SZ);
     if (!bytes)
         return std::nullopt;
-    std::wstring text(bytes->size() / sizeof(wchar_t), L'\0');
-    std::memcpy(text.data(), bytes->data(), text.size() * sizeof(wchar_t));
-    text.resize(std::wcslen(text.c_str()));
-    return text;
+    return reinterpret_cast<const wchar_t*>(bytes->data());
 }
 
-bool WriteNumber(const RegistryKey& key, const wchar_t* name, std::optional<LONG> number)
+bool Write(const wchar_t* key, const wchar_t* name, DWORD type, const void* data, size_t bytes)
 {
-    return !number || RegSetValueExW(key.Get(), name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&*number),
-                                     sizeof *number) == ERROR_SUCCESS;
+    return RegSetKeyValueW(HKEY_LOCAL_MACHINE, key, name, type, data, DWORD(bytes)) == ERROR_SUCCESS;
 }
 
 /// Calls may come from several processes at once.
@@ -83,11 +67,11 @@ private:
     KernelHandle m_mutex;
 };
 
-std::wstring CallName(DWORD number)
+/// 1 is "0001".
+std::wstring CallName(size_t number)
 {
-    wchar_t name[16];
-    std::swprintf(name, std::size(name), L"%04lu", number);
-    return name;
+    const std::wstring digits = std::to_wstring(number);
+    return std::wstring(digits.size() < 4 ? 4 - digits.size() : 0, L'0') + digits;
 }
 
 } // namespace
@@ -107,56 +91,46 @@ std::vector<BYTE> MakeRecord(std::wstring_view user, std::wstring_view password,
 
 Script Load()
 {
-    const RegistryKey key = Open(kScriptKey);
     Script script;
-    script.enabled = ReadNumber(key, L"Enabled").value_or(1);
-    script.openStatus = ReadNumber(key, L"OpenStatus").value_or(0);
-    script.enabledStatus = ReadNumber(key, L"EnabledStatus").value_or(0);
-    script.closeStatus = ReadNumber(key, L"CloseStatus").value_or(0);
-    script.record = ReadBytes(key, L"Record", REG_BINARY);
-    const auto user = ReadText(key, L"User");
+    for (const auto& [name, value] : Numbers) {
+        LONG number = 0;
+        DWORD bytes = sizeof number;
+        if (RegGetValueW(HKEY_LOCAL_MACHINE, ScriptKey, name, RRF_RT_REG_DWORD, nullptr, &number, &bytes) ==
+            ERROR_SUCCESS)
+            script.*value = number;
+    }
+    script.record = Read(ScriptKey, L"Record", RRF_RT_REG_BINARY);
+    const auto user = ReadText(ScriptKey, L"User");
     if (!script.record && user)
-        script.record = MakeRecord(*user, ReadText(key, L"Password").value_or(L""),
-                                   ReadText(key, L"Domain").value_or(L""));
-    script.sizeStatus = ReadNumber(key, L"SizeStatus");
-    script.credsStatus = ReadNumber(key, L"CredsStatus");
-    script.size = ReadNumber(key, L"Size");
-    script.filledSize = ReadNumber(key, L"FilledSize");
+        script.record = MakeRecord(*user, ReadText(ScriptKey, L"Password").value_or(L""),
+                                   ReadText(ScriptKey, L"Domain").value_or(L""));
     return script;
 }
 
 bool Store(const Script& script)
 {
-    if (!Clear())
-        return false;
-    const RegistryKey key = Create(kScriptKey);
-    return key && WriteNumber(key, L"Enabled", script.enabled) &&
-           WriteNumber(key, L"OpenStatus", script.openStatus) &&
-           WriteNumber(key, L"EnabledStatus", script.enabledStatus) &&
-           WriteNumber(key, L"CloseStatus", script.closeStatus) &&
-           WriteNumber(key, L"SizeStatus", script.sizeStatus) &&
-           WriteNumber(key, L"CredsStatus", script.credsStatus) && WriteNumber(key, L"Size", script.size) &&
-           WriteNumber(key, L"FilledSize", script.filledSize) &&
-           (!script.record || RegSetValueExW(key.Get(), L"Record", 0, REG_BINARY, script.record->data(),
-                                             DWORD(script.record->size())) == ERROR_SUCCESS);
+    bool good = Clear();
+    for (const auto& [name, value] : Numbers) {
+        if (const std::optional<LONG>& number = script.*value)
+            good = good && Write(ScriptKey, name, REG_DWORD, &*number, sizeof *number);
+    }
+    if (script.record)
+        good = good && Write(ScriptKey, L"Record", REG_BINARY, script.record->data(), script.record->size());
+    return good;
 }
 
 bool Clear()
 {
     const CallsLock lock;
-    const auto deleted = [](const wchar_t* path) {
-        const LSTATUS status = RegDeleteKeyExW(HKEY_LOCAL_MACHINE, path, View, 0);
-        return status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND;
-    };
-    return deleted(kCallsKey) && deleted(kScriptKey);
+    const LSTATUS status = RegDeleteTreeW(HKEY_LOCAL_MACHINE, ScriptKey);
+    return status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND;
 }
 
 std::vector<std::wstring> Calls()
 {
     const CallsLock lock;
-    const RegistryKey key = Open(kCallsKey);
     std::vector<std::wstring> calls;
-    while (const auto call = ReadText(key, CallName(DWORD(calls.size()) + 1).c_str()))
+    while (const auto call = ReadText(CallsKey, CallName(calls.size() + 1).c_str()))
         calls.push_back(*call);
     return calls;
 }
@@ -164,12 +138,8 @@ std::vector<std::wstring> Calls()
 void NoteCall(const std::wstring& call)
 {
     const CallsLock lock;
-    const RegistryKey key = Create(kCallsKey);
-    DWORD count = 0;
-    RegQueryInfoKeyW(key.Get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &count, nullptr,
-                     nullptr, nullptr, nullptr);
-    RegSetValueExW(key.Get(), CallName(count + 1).c_str(), 0, REG_SZ,
-                   reinterpret_cast<const BYTE*>(call.c_str()), DWORD((call.size() + 1) * sizeof(wchar_t)));
+    Write(CallsKey, CallName(Calls().size() + 1).c_str(), REG_SZ, call.c_str(),
+          (call.size() + 1) * sizeof(wchar_t));
 }
 
 } // namespace PreBootLibrary

@@ -1,32 +1,5 @@
 // Scripts the simulated pre-boot library, and tells which calls it received. Everything is a registry value,
-// so that `reg add` does as well as a program:
-//
-//     reg add "HKLM\SOFTWARE\Fingerprint Simulator\PreBoot" /v Enabled /t REG_DWORD /d 0
-//     reg add "HKLM\SOFTWARE\Fingerprint Simulator\PreBoot" /v User /d anna
-//     reg query "HKLM\SOFTWARE\Fingerprint Simulator\PreBoot\Calls"
-//
-// Value          Type        Without it             Meaning
-// Enabled        REG_DWORD   1                      the flag that vcsWavIsPbaEnabled sets, its lowest byte
-// OpenStatus     REG_DWORD   0                      returned by vcsWavPbaOpen
-// EnabledStatus  REG_DWORD   0                      returned by vcsWavIsPbaEnabled; other than 0 sets no flag
-// CloseStatus    REG_DWORD   0                      returned by vcsWavPbaClose
-// User, Password, Domain
-//                REG_SZ      empty                  the user who was authenticated before boot
-// Record         REG_BINARY  made of the texts      the bytes of the record, whatever they are and however
-// many SizeStatus     REG_DWORD   0; 8273 without user   returned by vcsWavPbaGetAuthUserCreds for the size
-// CredsStatus    REG_DWORD   0; 8273 without user   returned by vcsWavPbaGetAuthUserCreds for the record
-// Size           REG_DWORD   bytes of the record    the size reported first; 4294967295 is -1
-// FilledSize     REG_DWORD   bytes of the record    the size reported with the record
-//
-// "Without user" is a script with neither User nor Record: nobody was authenticated before boot. A call that
-// fails leaves the size alone. The bytes given never exceed the caller's buffer, whatever size is reported.
-//
-// Below the key, `Calls` holds one text for each call: the value's name counts from 0001.
-//
-//     0001   vcsWavPbaOpen(2) = 0
-//     0002   vcsWavPbaGetAuthUserCreds(null, 0) = 0, size 386
-//     0003   vcsWavPbaGetAuthUserCreds(buffer, 386) = 0, size 386
-//     0004   vcsWavPbaClose() = 0
+// so that `reg add` does as well as a program: README.md says what each of them means.
 #pragma once
 
 #include <windows.h>
@@ -38,19 +11,11 @@
 
 namespace PreBootLibrary {
 
-/// In HKEY_LOCAL_MACHINE.
-constexpr wchar_t kScriptKey[] = LR"(SOFTWARE\Fingerprint Simulator\PreBoot)";
-constexpr wchar_t kCallsKey[] = LR"(SOFTWARE\Fingerprint Simulator\PreBoot\Calls)";
-
-/// What asking for credentials returns when nobody was authenticated: 0x2051.
-constexpr LONG kNobodyAuthenticated = 0x2051;
-
+/// What is missing has the answer of a library that works, is enabled, and hands over what the record holds.
 struct Script {
-    LONG enabled = 1;
-    LONG openStatus = 0, enabledStatus = 0, closeStatus = 0;
+    std::optional<LONG> enabled, openStatus, enabledStatus, closeStatus;
     /// Empty: nobody was authenticated.
     std::optional<std::vector<BYTE>> record;
-    /// As the record says where they are missing.
     std::optional<LONG> sizeStatus, credsStatus, size, filledSize;
 };
 

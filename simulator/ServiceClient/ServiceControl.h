@@ -11,17 +11,21 @@
 
 namespace ServiceClient {
 
-constexpr DWORD kPatience = 3000;
+/// The service listens here. A command is one message of UTF-8, the reply all that follows until the service
+/// closes.
+constexpr wchar_t ControlPipeName[] = LR"(\\.\pipe\VexaFPServiceControl)";
+
+constexpr DWORD DefaultPatience = 3000;
 
 /// Sends one command line and gives the whole reply. A service that is just starting is waited for, as long
-/// as `patience` milliseconds; nothing when none answers, or when it ends before it has answered.
-std::optional<std::wstring> Tell(std::wstring_view command, DWORD patience = kPatience);
+/// as `patience` milliseconds; nothing, and the last error, when none answers or it ends before it has.
+std::optional<std::wstring> Tell(std::wstring_view command, DWORD patience = DefaultPatience);
 
 /// The reply says that the command was carried out: its first word is "ok".
 bool IsOk(std::wstring_view reply);
 
 /// Tell, reduced to whether the command was carried out.
-bool TellOk(std::wstring_view command, DWORD patience = kPatience);
+bool TellOk(std::wstring_view command, DWORD patience = DefaultPatience);
 
 /// One call that the service received.
 struct ReportedCall {
@@ -29,15 +33,22 @@ struct ReportedCall {
     long long answered; ///< 0 while the call is being served
     int opnum;
     std::wstring name;
-    std::wstring arguments; ///< rendered, see Rendering.h
+    std::wstring arguments; ///< as QuotedText and BytesText write them
     std::wstring result;    ///< a number, "void" or "pending"
     std::wstring note;      ///< what an identification gave, else empty
 };
 
 /// The calls since the last `clear`, in order of arrival; nothing when no service answers.
-std::optional<std::vector<ReportedCall>> Report(DWORD patience = kPatience);
+std::optional<std::vector<ReportedCall>> Report(DWORD patience = DefaultPatience);
 
 /// The performance counter in units of 100 ns: the time of the service's report, common to all processes.
 long long Now();
+
+/// How the report writes texts: in double quotes on one line, a null pointer as the word null. The code page
+/// of 8-bit text is unknown; each byte stands there as the character of its number.
+std::wstring QuotedText(const wchar_t* text);
+std::wstring QuotedText(const char* text);
+/// "3 bytes 0a0b0c" up to sixteen bytes, beyond that "386 bytes fnv1a=<64-bit FNV-1a, 16 hex digits>".
+std::wstring BytesText(const void* data, size_t size);
 
 } // namespace ServiceClient

@@ -30,33 +30,37 @@ DWORD Scaled(DWORD milliseconds, double scale)
     return std::max<DWORD>(DWORD(std::ceil(scaled)), 1);
 }
 
-void WriteDown(State& state, const char* function, DWORD milliseconds, HANDLE object)
+/// Writes the wait down and returns how long it really lasts.
+DWORD BeginWait(const char* function, DWORD milliseconds, HANDLE object)
 {
-    state.clock.waits.push_back(
-        {function, milliseconds, GetCurrentThreadId(), state.recorder.calls.size(), object});
+    const KeepLastError keep;
+    Wait wait{function, milliseconds, GetCurrentThreadId(), 0, object};
+    std::function<std::optional<DWORD>(const Wait&)> onWait;
+    double scale = 1;
+    {
+        const ModelState state;
+        wait.sequence = state->recorder.calls.size();
+        state->clock.waits.push_back(wait);
+        scale = object == nullptr ? state->clock.sleepScale : state->clock.waitScale;
+        onWait = state->clock.onWait;
+    }
+    if (milliseconds == 0 || milliseconds == INFINITE)
+        return milliseconds;
+    const std::optional<DWORD> answer = onWait ? onWait(wait) : std::nullopt;
+    return answer ? *answer : Scaled(milliseconds, scale);
 }
 
 void ModelSleep(DWORD milliseconds)
 {
-    DWORD real = milliseconds;
-    {
-        const ModelState state;
-        WriteDown(*state, "Sleep", milliseconds, nullptr);
-        if (milliseconds != 0 && milliseconds != INFINITE)
-            real = Scaled(milliseconds, state->clock.sleepScale);
-    }
-    g_sleep(real);
+    g_sleep(BeginWait("Sleep", milliseconds, nullptr));
 }
 
 DWORD ModelWaitForSingleObject(HANDLE object, DWORD milliseconds)
 {
-    DWORD real = milliseconds;
-    if (milliseconds != 0 && milliseconds != INFINITE) {
-        const ModelState state;
-        WriteDown(*state, "WaitForSingleObject", milliseconds, object);
-        real = Scaled(milliseconds, state->clock.waitScale);
-    }
-    return g_waitForSingleObject(object, real);
+    // Looking at an object, or waiting for it without end, has no time that could be scaled.
+    if (milliseconds != 0 && milliseconds != INFINITE)
+        milliseconds = BeginWait("WaitForSingleObject", milliseconds, object);
+    return g_waitForSingleObject(object, milliseconds);
 }
 
 const Replacement g_replacements[] = {

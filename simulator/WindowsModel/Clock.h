@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <functional>
+#include <optional>
 #include <vector>
 
 namespace WindowsModel {
@@ -25,6 +27,10 @@ struct ClockState {
     double sleepScale = 1;
     /// The same for the limit of WaitForSingleObject.
     double waitScale = 1;
+    /// Called on the thread that is about to wait, unless it is for 0 or INFINITE, and outside the model's
+    /// lock: a test may hold the wait here until it is ready. The answer is how long the wait, or its limit,
+    /// really lasts; without one the scales decide.
+    std::function<std::optional<DWORD>(const Wait& wait)> onWait;
     std::vector<Wait> waits;
 
     void SetScale(double scale) { sleepScale = waitScale = scale; }

@@ -55,15 +55,17 @@ std::vector<void**> FindSlots(HMODULE module, const char* name, void*& loaded)
     return slots;
 }
 
+/// The page stays writable: changing it back and forth for each of many slots takes long.
 bool WriteSlot(void** slot, void* value)
 {
+    MEMORY_BASIC_INFORMATION page{};
+    VirtualQuery(slot, &page, sizeof page);
     DWORD protection = 0;
-    if (!VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &protection))
+    if ((page.Protect & (PAGE_READWRITE | PAGE_WRITECOPY)) == 0 &&
+        !VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &protection))
         return false;
     // No locked exchange: import slots need not be aligned, and across a cache line it stalls every core.
     *static_cast<void* volatile*>(slot) = value;
-    DWORD ignored = 0;
-    VirtualProtect(slot, sizeof *slot, protection, &ignored);
     return true;
 }
 

@@ -1,6 +1,7 @@
 // Functions that Windows answers as ever, and that are replaced only so that they are counted and can be made
 // to fail.
 #include "WindowsModel/Replacement.h"
+#include "vcsWavePba.h"
 
 #include <cfgmgr32.h>
 #include <objbase.h>
@@ -10,6 +11,12 @@
 #include <setupapi.h>
 #include <shlwapi.h>
 #include <wincrypt.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <cwchar>
+#include <io.h>
 
 namespace WindowsModel {
 
@@ -103,6 +110,92 @@ const Replacement g_replacements[] = {
     SIM_PASSED(Failures, LastError, CryptStringToBinaryW),
 };
 const Table g_table(g_replacements);
+
+// What fails so seldom that only a search through all faults lets it fail. Neither here nor above stands what
+// has no way to fail.
+using Call = void*(void*, void*, void*, void*, void*, void*, void*, void*, void*, void*, void*, void*);
+
+const Replacement g_rare[] = {
+    // Memory, text and the C runtime
+    SIM_PASSED(Rare, LastError, malloc),
+    SIM_PASSED(Rare, LastError, calloc),
+    SIM_PASSED(Rare, LastError, realloc),
+    SIM_PASSED(Rare, LastError, fopen),
+    SIM_PASSED(Rare, LastError, fwrite),
+    SIM_PASSED(Rare, Invalid, fputs),
+    SIM_PASSED(Rare, Invalid, fputc),
+    SIM_PASSED(Rare, Invalid, fflush),
+    SIM_PASSED(Rare, Invalid, fclose),
+    SIM_PASSED(Rare, Invalid, _access),
+    SIM_PASSED(Rare, Invalid, _time64),
+    SIM_PASSED(Rare, LastError, _localtime64),
+    SIM_PASSED(Rare, LastError, strftime),
+    SIM_PASSED(Rare, Invalid, _vsnwprintf),
+    SIM_PASSED(Rare, LastError, CharLowerBuffW),
+    SIM_PASSED(Rare, LastError, CharUpperW),
+    SIM_PASSED(Rare, LastError, MultiByteToWideChar),
+    SIM_PASSED(Rare, LastError, WideCharToMultiByte),
+    SIM_PASSED(Rare, Status, VarBstrCmp),
+    SIM_PASSED(Rare, Status, QISearch),
+
+    // Modules, threads and handles
+    SIM_PASSED(Rare, LastError, GetModuleFileNameW),
+    SIM_PASSED(Rare, LastError, FreeLibrary),
+    SIM_PASSED(Rare, LastError, CloseHandle),
+    SIM_PASSED(Rare, LastError, CreateSemaphoreW),
+    SIM_PASSED(Rare, LastError, ReleaseSemaphore),
+    SIM_PASSED(Rare, LastError, SleepConditionVariableSRW),
+    SIM_PASSED(Rare, LastError, EqualSid),
+    SIM_PASSED(Rare, Invalid, TlsAlloc),
+    SIM_PASSED(Rare, LastError, TlsSetValue),
+
+    // Windows and drawing
+    SIM_PASSED(Rare, LastError, DefWindowProcW),
+    SIM_PASSED(Rare, LastError, SendMessageW),
+    SIM_PASSED(Rare, LastError, SendNotifyMessageW),
+    SIM_PASSED(Rare, LastError, GetWindowLongW),
+    SIM_PASSED(Rare, LastError, SetWindowLongW),
+    SIM_PASSED(Rare, LastError, GetWindowLongPtrW),
+    SIM_PASSED(Rare, LastError, SetWindowLongPtrW),
+    SIM_PASSED(Rare, LastError, LoadCursorW),
+    SIM_PASSED(Rare, LastError, GetSystemMetrics),
+    SIM_PASSED(Rare, LastError, InvalidateRect),
+    SIM_PASSED(Rare, LastError, UpdateWindow),
+    SIM_PASSED(Rare, LastError, EndPaint),
+    SIM_PASSED(Rare, LastError, FillRect),
+    SIM_PASSED(Rare, LastError, GetStockObject),
+    SIM_PASSED(Rare, Invalid, SetDCBrushColor),
+    SIM_PASSED(Rare, LastError, DeleteObject),
+    SIM_PASSED_AS(Rare, Status, GdipAddPathString,
+                  int(void* path, const wchar_t* text, int length, const void* family, int style, float size,
+                      const void* layout, const void* format)),
+    SIM_PASSED_AS(Rare, Status, GdipGetPathWorldBounds,
+                  int(void* path, void* bounds, const void* matrix, const void* pen)),
+    SIM_PASSED_AS(Rare, Status, GdipGetFamily, int(void* font, void** family)),
+    SIM_PASSED_AS(Rare, Status, GdipGetFontSize, int(void* font, float* size)),
+    SIM_PASSED_AS(Rare, Status, GdipGetFontStyle, int(void* font, int* style)),
+    SIM_PASSED_AS(Rare, Status, GdipGetGenericFontFamilySansSerif, int(void** family)),
+    SIM_PASSED_AS(Rare, Status, GdipSetTextRenderingHint, int(void* graphics, int hint)),
+    SIM_PASSED_AS(Rare, Status, GdipDisposeImage, int(void* image)),
+    SIM_PASSED_AS(Rare, Status, GdipDeleteBrush, int(void* brush)),
+    SIM_PASSED_AS(Rare, Status, GdipDeleteFont, int(void* font)),
+    SIM_PASSED_AS(Rare, Status, GdipDeleteFontFamily, int(void* family)),
+    SIM_PASSED_AS(Rare, Status, GdipDeleteGraphics, int(void* graphics)),
+    SIM_PASSED_AS(Rare, Status, GdipDeletePath, int(void* path)),
+    SIM_PASSED_AS(Rare, Status, GdipDeleteStringFormat, int(void* format)),
+
+    // Settings
+    SIM_PASSED(Rare, LastError, GetPrivateProfileStringW),
+    SIM_PASSED(Rare, Invalid, GetFileAttributesA),
+    SIM_PASSED(Rare, Status, RegCloseKey),
+
+    // The service and the pre-boot library. The former takes as many arguments as the procedure has.
+    SIM_PASSED_AS(Rare, Raises, NdrClientCall2, Call),
+    SIM_PASSED(Rare, Status, vcsWavPbaOpen),
+    SIM_PASSED(Rare, Status, vcsWavPbaGetAuthUserCreds),
+    SIM_PASSED(Rare, Status, vcsWavPbaClose),
+};
+const Table g_rareTable(g_rare);
 
 } // namespace
 

@@ -1,7 +1,5 @@
 #include "Machine.h"
 
-#include <doctest/doctest.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -48,6 +46,32 @@ LogLine Parse(const std::wstring& line)
             line.substr(message + 3)};
 }
 
+/// How long the DLL's waits last. Outlives every test, for the DLL's threads may outlive theirs.
+struct {
+    KernelHandle sleepGate{CreateEventW(nullptr, TRUE, TRUE, nullptr)};
+    DWORD logonUi = 0; // the thread that plays LogonUI
+    std::atomic<DWORD> watch = INFINITE;
+    bool hurry = false;
+    std::function<void()> meanwhile;
+} g_waits;
+
+std::optional<DWORD> OnWait(const WindowsModel::Wait& wait)
+{
+    constexpr DWORD watchdogWait = 5000; // ms
+    if (wait.object == nullptr) {
+        WindowsModel::RealWait(g_waits.sleepGate.Get(), Patience);
+        return std::nullopt;
+    }
+    if (wait.milliseconds != watchdogWait)
+        return std::nullopt;
+    if (wait.thread != g_waits.logonUi)
+        return g_waits.watch;
+    if (!g_waits.hurry)
+        return std::nullopt;
+    g_waits.meanwhile();
+    return watchdogWait / 100;
+}
+
 } // namespace
 
 ServiceClient::ServiceProcess Machine::s_service;
@@ -61,14 +85,21 @@ Machine::Machine()
         state->accounts.accounts.push_back({L"SIMULATED-PC", L"anna", L"secret"});
         state->services.Script(L"vcsFPService", {{}});
         state->services.Script(L"VexaFPService", {{}});
-        // Waits for another thread end by themselves and keep real time: shorter ones would make the watchdog
-        // take the stop that ThreadFP is to see.
         state->clock.sleepScale = 0.01;
+        ReleaseSleeps();
+        g_waits.logonUi = GetCurrentThreadId();
+        g_waits.hurry = false;
+        g_waits.watch = INFINITE;
+        state->clock.onWait = OnWait;
     }
     // A thread that outlives its test has the log open until it notices.
     if (s_service.IsRunning())
         Tell(L"reset");
-    REQUIRE(Await([] { return GetModuleHandleW(L"VexaFPCredentialProvider.dll") == nullptr; }));
+    const auto isGone = [] { return GetModuleHandleW(L"VexaFPCredentialProvider.dll") == nullptr; };
+    // Once it has stayed, waiting again would only make each test that follows fail later.
+    static bool stayed = false;
+    stayed = stayed ? !isGone() : !Await(isGone);
+    REQUIRE_FALSE(stayed);
     fs::remove_all(LogFolder);
     fs::create_directories(LogFolder);
     fs::remove(IniFile);
@@ -80,6 +111,8 @@ Machine::Machine()
 
 void Machine::StartService()
 {
+    // One that a test program left when it was ended.
+    ServiceClient::Tell(L"quit", 0);
     REQUIRE(s_service.Start());
 }
 
@@ -99,9 +132,9 @@ std::vector<LogLine> Machine::Log() const
     return lines;
 }
 
-std::vector<std::wstring> Machine::LogOf(const std::string& label) const
+Texts Machine::LogOf(const std::string& label) const
 {
-    std::vector<std::wstring> messages;
+    Texts messages;
     for (const LogLine& line : Log()) {
         if (line.label == label)
             messages.push_back(line.message);
@@ -112,39 +145,82 @@ std::vector<std::wstring> Machine::LogOf(const std::string& label) const
 bool Machine::WaitForLog(const std::string& label, const std::wstring& message, size_t times) const
 {
     return Await([&] {
-        const std::vector<std::wstring> messages = LogOf(label);
+        const Texts messages = LogOf(label);
         return static_cast<size_t>(std::count(messages.begin(), messages.end(), message)) >= times;
     });
 }
 
-WorkerWaits Machine::Waits() const
+DWORD Machine::Watchdog() const
 {
-    const std::vector<WindowsModel::Wait> all = windows.Snapshot().clock.waits;
-    // The watchdog is the thread that waits for another, 5000 ms at a time.
+    // The one worker that waits for another.
     DWORD watchdog = 0;
-    for (const WindowsModel::Wait& wait : all) {
-        if (wait.object != nullptr && wait.milliseconds == 5000 && wait.thread != GetCurrentThreadId())
+    for (const WindowsModel::Wait& wait : windows.Snapshot().clock.waits) {
+        if (wait.object != nullptr && wait.thread != g_waits.logonUi)
             watchdog = wait.thread;
     }
+    return watchdog;
+}
+
+WorkerWaits Machine::Waits() const
+{
+    const DWORD watchdog = Watchdog();
     WorkerWaits waits;
-    for (const WindowsModel::Wait& wait : all) {
-        if (wait.object == nullptr && wait.thread != GetCurrentThreadId())
+    for (const WindowsModel::Wait& wait : windows.Snapshot().clock.waits) {
+        if (wait.object == nullptr && wait.thread != g_waits.logonUi)
             (wait.thread == watchdog ? waits.watchdog : waits.identification).push_back(wait.milliseconds);
     }
     return waits;
 }
 
+KernelHandle Machine::OpenWatchdog() const
+{
+    KernelHandle thread(OpenThread(SYNCHRONIZE, FALSE, Watchdog()));
+    REQUIRE(thread);
+    return thread;
+}
+
+bool HasCome(const KernelHandle& object)
+{
+    return WindowsModel::RealWait(object.Get(), Patience) == WAIT_OBJECT_0;
+}
+
 void Machine::Tell(const std::wstring& command) const
 {
     INFO(Narrow(command));
-    REQUIRE(ServiceClient::TellOk(command));
+    REQUIRE(ServiceClient::TellOk(command, Patience));
 }
 
-std::vector<std::wstring> Machine::Calls() const
+void Machine::AwaitCalls(const std::wstring& procedure, int count) const
 {
-    const auto report = ServiceClient::Report();
+    Tell(L"wait " + procedure + L" " + std::to_wstring(count) + L" " + std::to_wstring(Patience));
+}
+
+void Machine::HoldSleeps()
+{
+    ResetEvent(g_waits.sleepGate.Get());
+}
+
+void Machine::ReleaseSleeps()
+{
+    SetEvent(g_waits.sleepGate.Get());
+}
+
+void Machine::HurryWatch()
+{
+    g_waits.watch = 20;
+}
+
+void Machine::HurryWaits(std::function<void()> meanwhile)
+{
+    g_waits.meanwhile = std::move(meanwhile);
+    g_waits.hurry = true;
+}
+
+Texts Machine::Calls() const
+{
+    const auto report = ServiceClient::Report(Patience);
     REQUIRE(report);
-    std::vector<std::wstring> names;
+    Texts names;
     for (const ServiceClient::ReportedCall& call : *report)
         names.push_back(call.name);
     return names;

@@ -2,31 +2,19 @@
 // library, a clean log folder and settings.
 #pragma once
 
+#include "FitMachine/Fitness.h"
 #include "ServiceClient/ServiceControl.h"
 #include "ServiceClient/ServiceProcess.h"
-#include "FitMachine/Fitness.h"
 #include "WindowsModel/SimulatedWindows.h"
 
+#include "support/Dll.h"
+
+#include <functional>
 #include <string>
 #include <vector>
 
-constexpr DWORD Patience = 20000; // ms; the bound of every wait in these tests
-
-// What a slow machine may add to the release of a provider that needs none of its waits.
-constexpr DWORD StopBound = 3000; // ms
-
-/// True once `holds()` does.
-template <class Condition>
-bool Await(Condition holds)
-{
-    constexpr DWORD pause = 5; // ms
-    for (DWORD waited = 0; waited < Patience; waited += pause) {
-        if (holds())
-            return true;
-        WindowsModel::RealSleep(pause);
-    }
-    return holds();
-}
+// What a slow machine may add to the release of a provider whose waits are over at once.
+constexpr DWORD StopBound = 10000; // ms
 
 /// One line of the DLL's log, taken apart.
 struct LogLine {
@@ -44,35 +32,72 @@ struct WorkerWaits {
 class Machine {
 public:
     /// Local account "SIMULATED-PC\anna" with the password "secret"; both services run; nobody was
-    /// authenticated before boot; Sleep takes a hundredth of its time.
+    /// authenticated before boot; Sleep takes a hundredth of its time. The watchdog's waits for the other
+    /// thread have no limit: one that was over on a slow machine would make it take the stop that ThreadFP is
+    /// to see.
     Machine();
 
     void SetLockOut(int enable, int count) const;
     /// What is in the log folder, or nothing.
     std::vector<LogLine> Log() const;
     /// The messages of one function, in order.
-    std::vector<std::wstring> LogOf(const std::string& label) const;
+    Texts LogOf(const std::string& label) const;
     bool WaitForLog(const std::string& label, const std::wstring& message, size_t times = 1) const;
 
     WorkerWaits Waits() const;
+    /// The latest watchdog's thread, while its window lives.
+    KernelHandle OpenWatchdog() const;
 
     /// Scripts the service; the command must be carried out.
     void Tell(const std::wstring& command) const;
     /// The procedures that the service was asked for, in order.
-    std::vector<std::wstring> Calls() const;
+    Texts Calls() const;
 
-    /// Lets the 5000 ms that a stop may wait for the watchdog pass in a hundredth of the time.
-    void HurryWaits() { windows.Lock()->clock.waitScale = 0.01; }
+    /// The procedure has been called that many times since the last `clear`.
+    void AwaitCalls(const std::wstring& procedure, int count = 1) const;
+
+    /// From now on each Sleep of the DLL holds, until ReleaseSleeps.
+    void HoldSleeps();
+    void ReleaseSleeps();
+    /// The watchdog's waits for the other thread, 5000 ms each, are over soon.
+    static void HurryWatch();
+    /// The 5000 ms that this thread waits for the watchdog, in a provider's end,
+    /// pass in a hundredth of their time: for a watchdog that will not have ended
+    /// by then.
+    void HurryWaits()
+    {
+        HurryWaits([] {});
+    }
+    /// The same once `meanwhile` has been done.
+    void HurryWaits(std::function<void()> meanwhile);
 
     void StopService() { s_service.Kill(); }
+    bool IsServiceRunning() const { return s_service.IsRunning(); }
     void StartService();
-    DWORD ServiceId() const { return s_service.Id(); }
+    /// False when it doesn't start; may be called on any thread.
+    bool TryStartService() { return s_service.Start(); }
+
+    /// The service does not answer for as long as this lives.
+    class Suspension {
+    public:
+        Suspension() { REQUIRE(s_service.Suspend()); }
+        ~Suspension() { CHECK(s_service.Resume()); }
+        Suspension(const Suspension&) = delete;
+        Suspension& operator=(const Suspension&) = delete;
+    };
 
     WindowsModel::SimulatedWindows& windows = WindowsModel::SimulatedWindows::Instance();
     FitMachine::Scope fitness;
 
 private:
-    // One for all machines of the process: Wine's RPC runtime may keep to a service process that it once
-    // missed, so a test that stops the service runs in a process of its own.
+    /// The thread id of the latest watchdog.
+    DWORD Watchdog() const;
+
+    // One for all machines of the process: Wine's RPC runtime may keep to a
+    // service process that it once missed, so a test that stops the service runs
+    // in a process of its own.
     static ServiceClient::ServiceProcess s_service;
 };
+
+/// Waits for an event to be set, or a thread to end.
+bool HasCome(const KernelHandle& object);

@@ -2,8 +2,6 @@
 // of Windows that fail just when the life ends.
 #include "ProviderLife.h"
 
-#include "support/Suspension.h"
-
 #include <doctest/doctest.h>
 
 #include <algorithm>
@@ -114,7 +112,7 @@ TEST_CASE("a service that hangs does not hold the end of a life")
     machine.Tell(L"wait IdentifyEnroll");
     machine.HurryWaits();
     {
-        const Suspension suspension(machine.ServiceId());
+        const Machine::Suspension suspension;
         CHECK(life.End() < 9000);
         CHECK(WaitForNoEventWindow());
     }
@@ -168,7 +166,7 @@ TEST_CASE("a function that fails at the end of a life leaves nothing behind")
     CAPTURE(times);
     Machine machine;
     // Keeps the module, and with it what it has to remember of the failure.
-    const HMODULE module = times == 2 ? LoadLibraryW(L"VexaFPCredentialProvider.dll") : nullptr;
+    const auto kept = times == 2 ? std::make_unique<Dll>() : nullptr;
     {
         ProviderLife life(machine);
         life.StartAndWaitForPrompt();
@@ -176,13 +174,11 @@ TEST_CASE("a function that fails at the end of a life leaves nothing behind")
         REQUIRE(machine.windows.FailNext(function, ERROR_NOT_ENOUGH_MEMORY, 0, times));
         CHECK(life.End() < StopBound);
         CHECK(WaitForNoEventWindow());
-        if (module == nullptr)
+        if (!kept)
             CHECK(life.EndAndUnload());
     }
     machine.windows.Lock()->failures.pending.clear();
     CheckNextLogon(machine);
-    if (module != nullptr)
-        FreeLibrary(module);
 }
 
 TEST_CASE("an end that is sent ends the window as one that is posted does")
@@ -235,7 +231,7 @@ public:
     }
     STDMETHODIMP CredentialsChanged(UINT_PTR context) override
     {
-        announced += references > 0 && context == EventsSink::Context ? 1 : 100;
+        announced += references > 0 && context == ProviderLife::Context ? 1 : 100;
         return S_OK;
     }
 
@@ -254,7 +250,7 @@ TEST_CASE("a sink is told of changes only while the provider holds it, and with 
     ProviderLife life(machine);
     life.StartAndWaitForPrompt();
     HastySink sink(life.Window());
-    REQUIRE(life.provider->Advise(&sink, EventsSink::Context) == S_OK);
+    REQUIRE(life.provider->Advise(&sink, ProviderLife::Context) == S_OK);
     SendMessageW(life.Window(), Fingerprint, 1, 0);
     REQUIRE(life.provider->UnAdvise() == S_OK);
     CHECK(sink.announced == 1);

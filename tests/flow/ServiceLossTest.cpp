@@ -1,11 +1,9 @@
 // A fingerprint service that is not there, or goes away. Each case runs in a process of its own.
 #include "ProviderLife.h"
 
-#include <doctest/doctest.h>
-
 #include <algorithm>
+#include <atomic>
 
-using Texts = std::vector<std::wstring>;
 using Waits = std::vector<DWORD>;
 
 namespace {
@@ -56,10 +54,9 @@ TEST_CASE("no service: ten connects 300 ms apart, three runs, then the sensor ha
     CHECK(waits.identification == Waits(30, 300));
     CHECK(waits.watchdog == Repeat(3, {0, 0, 200}));
     CHECK(machine.windows.Snapshot().commands.commands.empty());
-    Texts log = machine.LogOf("DeamonThread");
-    std::erase(log, L"WAIT_TIMEOUT");
-    CHECK(log == Texts{L"start", L"WAIT_OBJECT_0", L"GetExitCodeThread != 0", L"WAIT_OBJECT_0",
-                       L"GetExitCodeThread != 0", L"WAIT_OBJECT_0", L"GetExitCodeThread != 0", L"end"});
+    CHECK(machine.LogOf("DeamonThread") == Texts{L"start", L"WAIT_OBJECT_0", L"GetExitCodeThread != 0",
+                                                 L"WAIT_OBJECT_0", L"GetExitCodeThread != 0",
+                                                 L"WAIT_OBJECT_0", L"GetExitCodeThread != 0", L"end"});
     CHECK(machine.LogOf("ThreadFP") == Texts(3, L"ThreadFP(LPVOID lp) Start"));
 }
 
@@ -78,15 +75,17 @@ TEST_CASE("the service comes back while the watchdog restarts it")
     Machine machine;
     machine.StopService();
     machine.windows.Lock()->services.Script(L"VexaFPService", {{SERVICE_STOPPED}});
+    std::atomic<bool> started = false;
     machine.windows.Lock()->commands.onCommand = [&](const std::string& line, UINT) -> UINT {
         if (line == "net start VexaFPService") {
             machine.windows.Lock()->services.Script(L"VexaFPService", {{}});
-            machine.StartService();
+            started = machine.TryStartService();
         }
         return 33;
     };
     ProviderLife life(machine);
     life.StartAndWaitForPrompt();
+    REQUIRE(started);
     machine.Tell(L"place SIMULATED-PC anna secret");
     CHECK(life.sink.WaitFor(1));
 }
@@ -96,12 +95,14 @@ TEST_CASE("the service dies under a call: an exception, and the thread is starte
     Machine machine;
     ProviderLife life(machine);
     life.StartAndWaitForPrompt();
-    machine.Tell(L"wait IdentifyEnroll");
+    machine.AwaitCalls(L"IdentifyEnroll");
+    // The watchdog stays in its pause until there is a service again.
+    machine.HoldSleeps();
     machine.Tell(L"die");
     CHECK(machine.WaitForLog("ThreadFP", L"RpcExcept"));
     CHECK(machine.WaitForLog("DeamonThread", L"GetExitCodeThread != 0"));
-    machine.StopService();
     machine.StartService();
+    machine.ReleaseSleeps();
     REQUIRE(life.SeePrompt(L"Please scan a finger"));
     machine.Tell(L"place SIMULATED-PC anna secret");
     CHECK(life.sink.WaitFor(1));
@@ -111,12 +112,16 @@ TEST_CASE("the life ends while the service is dead, and the next one works")
 {
     Machine machine;
     machine.StopService();
+    // Between two attempts to connect.
+    machine.HoldSleeps();
     ProviderLife life(machine);
     life.Start();
-    CHECK(machine.windows.WaitForCalls("Sleep", 4, Patience));
+    CHECK(machine.windows.WaitUntil(
+        [](const WindowsModel::State& state) { return state.clock.Sleeps() == Waits{0, 0, 300}; }, Patience));
     machine.HurryWaits();
     CHECK(life.End() < StopBound);
     CHECK(WaitForNoEventWindow());
+    machine.ReleaseSleeps();
     CHECK(life.EndAndUnload());
     machine.StartService();
     ProviderLife next(machine);

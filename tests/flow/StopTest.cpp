@@ -1,11 +1,8 @@
 // The end of a provider's life, whatever its threads are doing, and the lives after it.
 #include "ProviderLife.h"
 
-#include <doctest/doctest.h>
-
 #include <algorithm>
-
-using Texts = std::vector<std::wstring>;
+#include <atomic>
 
 namespace {
 
@@ -17,7 +14,25 @@ void CheckNextLife(Machine& machine)
     life.StartAndWaitForPrompt();
     machine.Tell(L"place SIMULATED-PC anna secret");
     CHECK(life.sink.WaitFor(1));
-    machine.HurryWaits();
+}
+
+// Places in the DLL where a thread is held until the test lets it go on.
+KernelHandle g_reached{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
+KernelHandle g_goOn{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
+decltype(&RegisterClassExW) g_registerClass;
+decltype(&SleepConditionVariableSRW) g_sleepOnCondition;
+
+ATOM WINAPI HeldRegisterClass(const WNDCLASSEXW* windowClass)
+{
+    SetEvent(g_reached.Get());
+    WindowsModel::RealWait(g_goOn.Get(), Patience);
+    return g_registerClass(windowClass);
+}
+
+BOOL WINAPI EndlessSleepOnCondition(CONDITION_VARIABLE* condition, SRWLOCK* lock, DWORD, ULONG flags)
+{
+    SetEvent(g_reached.Get());
+    return g_sleepOnCondition(condition, lock, INFINITE, flags);
 }
 
 } // namespace
@@ -26,53 +41,56 @@ TEST_CASE("the life ends within its waits and leaves nothing behind")
 {
     Machine machine;
     ProviderLife life(machine);
+    // Where the watchdog will not have ended, the wait for it is hurried.
     SUBCASE("while an identification blocks")
     {
         life.StartAndWaitForPrompt();
-        machine.Tell(L"wait IdentifyEnroll");
+        machine.AwaitCalls(L"IdentifyEnroll");
     }
     SUBCASE("while the service is busy")
     {
         machine.Tell(L"busy forever");
         life.StartAndWaitForPrompt();
-        machine.Tell(L"wait IdentifyEnroll 2");
+        machine.AwaitCalls(L"IdentifyEnroll", 2);
         machine.HurryWaits();
-    }
-    SUBCASE("before the window exists")
-    {
-        life.Start();
     }
     SUBCASE("while a wrong password is shown")
     {
         life.StartAndWaitForPrompt();
+        machine.HoldSleeps();
         machine.Tell(L"place SIMULATED-PC anna wrong");
         CHECK(life.SeePrompt(L"Wrong password"));
         machine.HurryWaits();
     }
-    SUBCASE("right after a logon, when the next identification has yet to begin")
+    SUBCASE("right after a logon, when the next identification begins after the first stop")
     {
-        machine.HurryWaits();
         life.StartAndWaitForPrompt();
+        machine.HoldSleeps();
         machine.Tell(L"place SIMULATED-PC anna secret");
         CHECK(life.sink.WaitFor(1));
+        machine.HurryWaits([&] {
+            machine.ReleaseSleeps();
+            machine.AwaitCalls(L"IdentifyEnroll", 2);
+        });
     }
     SUBCASE("with a service that ignores the stop")
     {
         machine.Tell(L"ignore-stop on");
         life.StartAndWaitForPrompt();
-        machine.Tell(L"wait IdentifyEnroll");
+        machine.AwaitCalls(L"IdentifyEnroll");
         machine.HurryWaits();
         CHECK(life.End() < StopBound);
         CHECK(WaitForNoEventWindow());
-        // Only now does the call return, with a finger that no longer has anybody to log on.
+        // Only now does the call return, with a finger that no longer has anybody
+        // to log on.
         machine.Tell(L"place SIMULATED-PC anna secret");
     }
     CHECK(life.End() < StopBound);
+    machine.ReleaseSleeps();
     CHECK(WaitForNoEventWindow());
     CHECK(life.EndAndUnload());
-    CHECK(life.sink.references == 1);
-    const HANDLE event = OpenEventA(SYNCHRONIZE, FALSE, "Global\\{D3368B8A-2EA4-49d7-A2B0-6F711BAD3DB9}");
-    CHECK(event == nullptr);
+    CHECK(life.sink.references == 0);
+    CHECK_FALSE(IsServiceEventOpen());
     CheckNextLife(machine);
 }
 
@@ -81,20 +99,78 @@ TEST_CASE("a blocked identification is stopped at once, and says so")
     Machine machine;
     ProviderLife life(machine);
     life.StartAndWaitForPrompt();
-    machine.Tell(L"wait IdentifyEnroll");
-    CHECK(life.End() < 4000); // it needs none of its 5000 ms
+    machine.AwaitCalls(L"IdentifyEnroll");
+    machine.Tell(L"clear");
     REQUIRE(life.EndAndUnload());
-    CHECK(machine.Calls().back() == L"CaptureStop");
+    // A second stop would have followed a wait that was over before the threads were.
+    CHECK(machine.Calls() == Texts{L"CaptureStop"});
     const Texts log = machine.LogOf("ThreadFP");
     CHECK(log.back() == L"ShowWindow(pWin->m_hWnd,SW_HIDE)");
     CHECK(std::count(log.begin(), log.end(), L"g_bExit TRUE") == 1);
 }
 
+TEST_CASE("a watchdog that sees the stop first waits for the other thread")
+{
+    Machine machine;
+    machine.Tell(L"ignore-stop on");
+    machine.HurryWatch();
+    ProviderLife life(machine);
+    life.StartAndWaitForPrompt();
+    machine.AwaitCalls(L"IdentifyEnroll");
+    const KernelHandle watchdog = machine.OpenWatchdog();
+    machine.HurryWaits([&] { CHECK(machine.WaitForLog("DeamonThread", L"TerminateThread 2")); });
+    CHECK(life.End() < StopBound);
+    CHECK(HasCome(watchdog));
+    machine.Tell(L"place SIMULATED-PC anna secret");
+    CHECK(life.EndAndUnload());
+    Texts log = machine.LogOf("DeamonThread");
+    std::erase(log, L"WAIT_TIMEOUT");
+    CHECK(log == Texts{L"start", L"TerminateThread 1", L"TerminateThread 2"});
+}
+
+TEST_CASE("a life that ends before its window is made")
+{
+    Machine machine;
+    ProviderLife life(machine);
+    REQUIRE(life.dll.hooks.Replace("RegisterClassExW", HeldRegisterClass, &g_registerClass) ==
+            WindowsModel::ImportHooks::Result::Replaced);
+    life.Start();
+    REQUIRE(HasCome(g_reached));
+    CHECK(life.End() < StopBound);
+    SetEvent(g_goOn.Get());
+    CHECK(life.EndAndUnload());
+    CHECK(FindEventWindow() == nullptr);
+    CHECK(machine.LogOf("DeamonThread").empty());
+    CheckNextLife(machine);
+}
+
+TEST_CASE("the provider's end waits for a sink that takes its time, and keeps the tile until then")
+{
+    Machine machine;
+    ProviderLife life(machine);
+    REQUIRE(life.dll.hooks.Replace("SleepConditionVariableSRW", EndlessSleepOnCondition,
+                                   &g_sleepOnCondition) == WindowsModel::ImportHooks::Result::Replaced);
+    life.StartAndWaitForPrompt();
+    const KernelHandle inside(CreateEventW(nullptr, FALSE, FALSE, nullptr));
+    std::atomic<bool> waitedFor = false;
+    std::atomic<bool> tileGone = false;
+    life.sink.during = [&] {
+        SetEvent(inside.Get());
+        waitedFor = HasCome(g_reached);
+        for (const WindowsModel::DebugText& debug : machine.windows.Snapshot().texts.debug)
+            tileGone = tileGone || debug.text == "VEXA CredPro ~CVexaFPCredential";
+    };
+    machine.Tell(L"place SIMULATED-PC anna secret");
+    REQUIRE(HasCome(inside));
+    life.End();
+    CHECK(waitedFor);
+    CHECK_FALSE(tileGone);
+}
+
 TEST_CASE("lives follow each other in one loaded module")
 {
     Machine machine;
-    const HMODULE module = LoadLibraryW(L"VexaFPCredentialProvider.dll");
-    REQUIRE(module != nullptr);
+    const Dll kept;
     for (int turn = 0; turn < 5; ++turn) {
         CAPTURE(turn);
         machine.Tell(L"clear");
@@ -102,9 +178,8 @@ TEST_CASE("lives follow each other in one loaded module")
         life.StartAndWaitForPrompt();
         machine.Tell(L"place SIMULATED-PC anna secret");
         CHECK(life.sink.WaitFor(1));
-        machine.Tell(L"wait IdentifyEnroll 2");
+        machine.AwaitCalls(L"IdentifyEnroll", 2);
     }
-    FreeLibrary(module);
 }
 
 TEST_CASE("a thread left over from an earlier life does not serve the next")
@@ -114,14 +189,15 @@ TEST_CASE("a thread left over from an earlier life does not serve the next")
     machine.Tell(L"ignore-stop on");
     auto first = std::make_unique<ProviderLife>(machine);
     first->StartAndWaitForPrompt();
-    machine.Tell(L"wait IdentifyEnroll");
+    machine.AwaitCalls(L"IdentifyEnroll");
     machine.HurryWaits();
     first->End();
 
     ProviderLife second(machine);
     second.StartAndWaitForPrompt();
-    machine.Tell(L"wait IdentifyEnroll 2");
-    machine.Tell(L"place SIMULATED-PC anna wrong"); // taken by the call that has waited longest
+    machine.AwaitCalls(L"IdentifyEnroll", 2);
+    machine.Tell(L"place SIMULATED-PC anna wrong"); // taken by the call that has
+                                                    // waited longest
     machine.Tell(L"place SIMULATED-PC anna secret");
     CHECK(second.sink.WaitFor(1));
     CHECK(first->sink.changes == 0);
@@ -131,17 +207,19 @@ TEST_CASE("a thread left over from an earlier life does not serve the next")
     machine.Tell(L"ignore-stop off");
 }
 
-TEST_CASE("a second window beside a living one fails to register, and nothing breaks")
+TEST_CASE("a second window beside a living one is not made, and nothing breaks")
 {
     Machine machine;
     ProviderLife first(machine);
     first.StartAndWaitForPrompt();
+    const HWND window = first.Window();
     {
         ProviderLife second(machine);
         second.Start();
         CHECK(machine.WaitForLog("DeamonThread", L"start", 2));
+        CHECK(EventWindows() == std::vector<HWND>{window});
     }
-    CHECK(FindEventWindow() != nullptr);
+    CHECK(EventWindows() == std::vector<HWND>{window});
     first.End();
     CHECK(WaitForNoEventWindow());
     CheckNextLife(machine);

@@ -1,14 +1,23 @@
 // What the command window does on messages from outside.
 #include "ProviderLife.h"
 
-#include <doctest/doctest.h>
-
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
-constexpr UINT Fingerprint = WM_USER + 1;
 constexpr UINT Prompt = WM_USER + 2;
+
+void CheckLayered(HWND window)
+{
+    // Not activated by clicks, layered, topmost.
+    CHECK((GetWindowLongW(window, GWL_EXSTYLE) & 0x08080008) == 0x08080008);
+    COLORREF key = 0;
+    DWORD flags = 0;
+    REQUIRE(GetLayeredWindowAttributes(window, &key, nullptr, &flags));
+    CHECK(key == 0xFF00FF);
+    CHECK(flags == LWA_COLORKEY);
+}
 
 } // namespace
 
@@ -25,37 +34,36 @@ TEST_CASE("the window stands layered and topmost in the top right corner")
     CHECK(place.right - place.left == 400);
     CHECK(place.bottom - place.top == 400);
     CHECK(IsWindowVisible(window));
-    CHECK((GetWindowLongW(window, GWL_EXSTYLE) & 0x08080008) == 0x08080008);
-    COLORREF key = 0;
-    DWORD flags = 0;
-    REQUIRE(GetLayeredWindowAttributes(window, &key, nullptr, &flags));
-    CHECK(key == 0xFF00FF);
-    CHECK(flags == LWA_COLORKEY);
-    // The first prompt is "Loading…": narrower than the image, so image and text are centred on each other.
-    const auto images = machine.windows.Snapshot().texts.images;
-    REQUIRE_FALSE(images.empty());
-    CHECK(images.front().y == 10);
-    CHECK(images.front().width == 80);
-    CHECK(images.front().height == 80);
+    CheckLayered(window);
+    // The text ends 10 pixels from the right edge, and the image is centred over
+    // it.
+    const auto drawn = machine.windows.Snapshot().texts;
+    const float width = 390 - drawn.prompts.back().x;
+    CHECK(width > 100);
+    CHECK(width < 160);
+    CHECK(drawn.prompts.back().y == 100);
+    CHECK(drawn.images.back().x == 390 + std::trunc((width - 80) / 2) - width);
+    CHECK(drawn.images.back().y == 10);
+    CHECK(drawn.images.back().width == 80);
+    CHECK(drawn.images.back().height == 80);
 }
 
-TEST_CASE("credentials are withdrawn, and unknown parameters do nothing")
+TEST_CASE("the whole background is the transparent colour")
 {
     Machine machine;
     ProviderLife life(machine);
     life.StartAndWaitForPrompt();
-    machine.Tell(L"place SIMULATED-PC anna secret");
-    REQUIRE(life.sink.WaitFor(1));
-    SendMessageW(life.Window(), Fingerprint, 2, 0);
-    CHECK(life.sink.changes == 1);
-    SendMessageW(life.Window(), Fingerprint, 1, 0);
-    CHECK(life.sink.changes == 2);
-    DWORD count = 0;
-    DWORD standard = 0;
-    BOOL autoLogon = TRUE;
-    REQUIRE(life.provider->GetCredentialCount(&count, &standard, &autoLogon) == S_OK);
-    CHECK(standard == CREDENTIAL_PROVIDER_NO_DEFAULT);
-    CHECK(autoLogon == FALSE);
+    const HDC screen = GetDC(nullptr);
+    const HDC context = CreateCompatibleDC(screen);
+    const HBITMAP bitmap = CreateCompatibleBitmap(screen, 400, 400);
+    const HGDIOBJ before = SelectObject(context, bitmap);
+    SendMessageW(life.Window(), WM_ERASEBKGND, reinterpret_cast<WPARAM>(context), 0);
+    for (const POINT& point : {POINT{0, 0}, POINT{399, 0}, POINT{0, 399}, POINT{399, 399}, POINT{320, 110}})
+        CHECK(GetPixel(context, point.x, point.y) == RGB(0xFF, 0x00, 0xFF));
+    SelectObject(context, before);
+    DeleteObject(bitmap);
+    DeleteDC(context);
+    ReleaseDC(nullptr, screen);
 }
 
 TEST_CASE("a wrong-password message shows both texts a second apart")
@@ -81,17 +89,26 @@ TEST_CASE("suspend hides the window; resume shows it and replaces a watchdog tha
     CHECK_FALSE(IsWindowVisible(window));
     CHECK(machine.LogOf("CCommandWindow::WndProc").back() == L"WM_POWERBROADCAST 4");
 
+    // As it may come back.
+    SetWindowLongW(window, GWL_EXSTYLE, GetWindowLongW(window, GWL_EXSTYLE) & ~WS_EX_LAYERED);
+    REQUIRE_FALSE(GetLayeredWindowAttributes(window, nullptr, nullptr, nullptr));
     SendMessageW(window, WM_POWERBROADCAST, PBT_APMRESUMESUSPEND, 0);
     CHECK(IsWindowVisible(window));
+    CheckLayered(window);
     CHECK(machine.LogOf("CCommandWindow::WndProc").back() == L"WM_POWERBROADCAST 7");
-    CHECK(machine.LogOf("DeamonThread").front() == L"start");
+    CHECK(machine.LogOf("DeamonThread") == Texts{L"start"});
 
-    // One match reaches the limit: both workers end, and only resume starts them again.
+    // One match reaches the limit: both workers end, and only resume starts them
+    // again.
     machine.Tell(L"place SIMULATED-PC anna wrong");
     REQUIRE(life.SeePrompt(L"Please manually enter your account information to log in"));
-    REQUIRE(machine.WaitForLog("DeamonThread", L"GetExitCodeThread 0"));
-    WindowsModel::RealSleep(100); // its last line is written just before the thread ends
+    REQUIRE(HasCome(machine.OpenWatchdog()));
     SendMessageW(window, WM_POWERBROADCAST, PBT_APMRESUMESUSPEND, 0);
-    CHECK(machine.WaitForLog("DeamonThread", L"start", 2));
-    CHECK(life.SeePrompt(L"Please scan a finger"));
+    REQUIRE(life.SeePrompt(L"Please scan a finger"));
+    CHECK(machine.LogOf("DeamonThread") ==
+          Texts{L"start", L"WAIT_OBJECT_0", L"GetExitCodeThread 0", L"start"});
+    // The limit is met once; a count beyond it locks nobody out again.
+    machine.Tell(L"place SIMULATED-PC anna secret");
+    CHECK(life.sink.WaitFor(1));
+    machine.AwaitCalls(L"IdentifyEnroll", 3);
 }

@@ -1,106 +1,152 @@
 // Whether a tile is offered: each condition in its order, and everything that a refusal says and does.
-#include "Creation.h"
+#include "flow/Machine.h"
 
 #include "PreBootLibrary/Script.h"
-
-#include <doctest/doctest.h>
 
 #include <cfgmgr32.h>
 
 #include <algorithm>
-#include <functional>
+#include <string_view>
 
 namespace {
 
-const std::wstring Create = L"CSample_CreateInstance ";
-const Texts AskedOnce = {L" start", L" STR_CREDENTIAL_STEP1 not signaled yet"};
-const Texts AskedService = {L" start", L" STR_CREDENTIAL_STEP1 signaled"};
+/// The credential-service event watched, and failure notes switched on.
+class Watch {
+public:
+    Watch() { CreateDirectoryW(FailureNotes, nullptr); }
+    ~Watch() { RemoveDirectoryW(FailureNotes); }
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
 
-Texts operator+(Texts texts, const Texts& more)
-{
-    texts.insert(texts.end(), more.begin(), more.end());
-    return texts;
-}
+    /// Was the event signalled? Asking takes the signal back.
+    bool TakeSignal() const { return WaitForSingleObject(m_event.Get(), 0) == WAIT_OBJECT_0; }
+    /// Does the DLL hold the event? Ends the watch on its signal.
+    bool IsHeldByDll()
+    {
+        m_event.Reset();
+        return IsServiceEventOpen();
+    }
 
-struct Expected {
-    HRESULT result;
-    std::vector<DWORD> sleeps;
-    Texts log; // the gate's, after its two first lines
-    Texts check;
-    Texts records;
-    std::vector<std::string> debug;
-    Texts library;
-    ptrdiff_t serviceCalls;
-    bool checked;
+private:
+    static constexpr wchar_t FailureNotes[] = LR"(c:\FPLog)";
+    KernelHandle m_event{CreateEventW(nullptr, FALSE, FALSE, ServiceEventName)};
 };
 
-/// One attempt on the machine as it is, compared in all that can be seen of it.
-void CheckAttempt(Machine& machine, const Expected& expected)
+/// What one attempt leaves behind.
+struct Traces {
+    HRESULT result = E_OUTOFMEMORY;
+    std::vector<DWORD> sleeps;
+    Texts log = {L"start", L" after  createCredetialSeviceEvent"};
+    Texts check, records, library;
+    DebugTexts debug;
+    ptrdiff_t serviceCalls = 0;
+    bool checked = false;
+};
+
+/// The attempt's steps, a letter each: w a wait for the sensor, D it is disabled, 0 switched off; a check of
+/// the pre-boot library: L it can't be used, o it does not open, q it fails to answer, n not enabled, y
+/// enabled; s the service says no, S yes.
+Traces TracesOf(std::string_view steps)
 {
-    Creation creation(machine);
-    const HRESULT result = creation.Attempt();
+    Traces traces;
+    const std::wstring create = L"CSample_CreateInstance ";
+    int failures = 0;
+    for (const char step : steps) {
+        if (step == 'w') {
+            traces.sleeps.push_back(2000);
+            traces.log.push_back(L" GetDeviceVersion retry " + std::to_wstring(traces.sleeps.size()) +
+                                 L" times");
+        } else if (step == 'D') {
+            traces.result = E_NOTIMPL;
+        } else if (step == '0') {
+            traces.log.push_back(L" " + create + L"000");
+            traces.records = {create + L"000"};
+            traces.debug = {"CSample_CreateInstance 000"};
+        } else {
+            traces.check.push_back(L" start");
+            const bool service = step == 's' || step == 'S';
+            traces.checked |= step != 'L';
+            traces.serviceCalls += service;
+            if (step == 'L')
+                traces.records.push_back(L"LoadvcsWavePbaFun fail");
+            else
+                traces.check.push_back(service ? L" STR_CREDENTIAL_STEP1 signaled"
+                                               : L" STR_CREDENTIAL_STEP1 not signaled yet");
+            if (step == 'o') {
+                traces.library = {L"vcsWavPbaOpen(2) = 5"};
+                traces.records.push_back(L"vcsWavPbaOpen fail");
+                traces.debug.push_back("vcsWavPbaOpen Fail");
+            } else if (step == 'q' || step == 'n' || step == 'y') {
+                traces.library = {L"vcsWavPbaOpen(2) = 0",
+                                  step == 'q' ? L"vcsWavIsPbaEnabled() = 7"
+                                              : L"vcsWavIsPbaEnabled() = 0, " + std::to_wstring(step == 'y'),
+                                  L"vcsWavPbaClose() = 0"};
+                if (step != 'y') {
+                    traces.records.push_back(L"vcsWavIsPbaEnabled fail");
+                    traces.debug.push_back("vcsWavIsPbaEnabled Fail");
+                }
+            }
+            if (step == 'y' || step == 'S') {
+                traces.result = S_OK;
+                traces.log.insert(traces.log.end(), {create + L"CheckPBA pass", L"return 0x0"});
+                traces.records.push_back(create + L"CheckPBA pass");
+            } else {
+                traces.log.push_back(create + L"CheckPBA fail " + std::to_wstring(++failures) + L" times");
+                traces.records.push_back(create + L"CheckPBA fail");
+            }
+        }
+    }
+    return traces;
+}
+
+/// Records of the event log, without what the device query says.
+Texts Records(const Machine& machine)
+{
+    Texts records;
+    for (const WindowsModel::EventRecord& event : machine.windows.Snapshot().texts.events) {
+        CHECK(event.source == L"VexaFPService");
+        if (event.strings.at(0).find(L"SetupDi") == std::wstring::npos)
+            records.push_back(event.strings[0]);
+    }
+    return records;
+}
+
+/// One attempt on the machine as it is, compared in all that can be seen of it.
+void CheckAttempt(Machine& machine, const Traces& expected)
+{
+    Watch watch;
+    const Dll dll;
+    HRESULT result = E_FAIL;
+    const auto provider = dll.TryCreate(&result);
     CHECK(result == expected.result);
-    const std::wstring closing = L"return 0x0";
-    CHECK(machine.LogOf("CSample_CreateInstance") ==
-          Texts{L"start", L" after  createCredetialSeviceEvent"} + expected.log +
-              (expected.result == S_OK ? Texts{closing} : Texts{}));
+    CHECK(machine.LogOf("CSample_CreateInstance") == expected.log);
     CHECK(machine.LogOf("CheckPBA") == expected.check);
     for (const LogLine& line : machine.Log()) {
         if (line.label == "CSample_CreateInstance" || line.label == "CheckPBA")
             CHECK(line.source == "VexaFPProvider.cpp");
     }
-    CHECK(creation.Records() == expected.records);
-    CHECK(creation.DebugTexts() == expected.debug);
-    CHECK(machine.windows.Snapshot().clock.Sleeps() == expected.sleeps);
+    CHECK(Records(machine) == expected.records);
+    DebugTexts debug = dll.TakeDebugTexts();
+    std::erase_if(debug, [](const std::string& text) { return text.starts_with("VEXA"); }); // the factory's
+    CHECK(debug == expected.debug);
+    CHECK(dll->clock.Sleeps() == expected.sleeps);
     CHECK(PreBootLibrary::Calls() == expected.library);
-    // A machine may have lost its service.
-    const Texts calls = expected.serviceCalls < 0 ? Texts{} : machine.Calls();
-    CHECK(std::count(calls.begin(), calls.end(), L"IsPbaEnable") ==
-          std::max<ptrdiff_t>(expected.serviceCalls, 0));
+    if (machine.IsServiceRunning()) {
+        const Texts calls = machine.Calls();
+        CHECK(std::count(calls.begin(), calls.end(), L"IsPbaEnable") == expected.serviceCalls);
+    }
+    CHECK(dll->recorder.Count("RpcBindingFree") == size_t(expected.serviceCalls));
     CHECK(machine.fitness.IsChecked() == expected.checked);
     // A refusal signals the event and lets go of it; a provider keeps it, unsignalled, for its life.
-    CHECK(creation.TakeSignal() == (expected.result != S_OK));
-    CHECK(creation.HoldsServiceEvent() == (expected.result == S_OK));
+    CHECK(watch.TakeSignal() == (expected.result != S_OK));
+    CHECK(watch.IsHeldByDll() == (expected.result == S_OK));
 }
 
-Texts Retries(int count)
+void Script(std::optional<LONG> PreBootLibrary::Script::* what, LONG value)
 {
-    Texts log;
-    for (int retry = 1; retry <= count; ++retry)
-        log.push_back(L" GetDeviceVersion retry " + std::to_wstring(retry) + L" times");
-    return log;
-}
-
-/// The gate's lines for a check that fails `failures` times, and passes then unless those were all.
-Texts Checks(int failures)
-{
-    Texts log;
-    for (int attempt = 1; attempt <= failures; ++attempt)
-        log.push_back(Create + L"CheckPBA fail " + std::to_wstring(attempt) + L" times");
-    return failures == 3 ? log : log + Texts{Create + L"CheckPBA pass"};
-}
-
-const Texts Passed = {Create + L"CheckPBA pass"};
-const Texts Failed = {Create + L"CheckPBA fail"};
-const Texts LibraryAsked = {L"vcsWavPbaOpen(2) = 0", L"vcsWavIsPbaEnabled() = 0, 1", L"vcsWavPbaClose() = 0"};
-const Texts LibraryDisabled = {L"vcsWavPbaOpen(2) = 0", L"vcsWavIsPbaEnabled() = 0, 0",
-                               L"vcsWavPbaClose() = 0"};
-
-Expected Accepted(std::vector<DWORD> sleeps = {})
-{
-    const Texts retries = Retries(int(sleeps.size()));
-    return {S_OK, std::move(sleeps), retries + Passed, AskedOnce, Passed, {}, LibraryAsked, 0, true};
-}
-
-Expected NoDevice()
-{
-    return {E_OUTOFMEMORY, {2000, 2000, 2000}, Retries(3), {}, {}, {}, {}, 0, false};
-}
-
-Expected SwitchedOff()
-{
-    const std::wstring text = Create + L"000";
-    return {E_OUTOFMEMORY, {}, {L" " + text}, {}, {text}, {"CSample_CreateInstance 000"}, {}, 0, false};
+    PreBootLibrary::Script script;
+    script.*what = value;
+    REQUIRE(PreBootLibrary::Store(script));
 }
 
 void Fail(Machine& machine, const char* function, unsigned skip, unsigned times)
@@ -108,203 +154,97 @@ void Fail(Machine& machine, const char* function, unsigned skip, unsigned times)
     REQUIRE(machine.windows.FailNext(function, ERROR_NOT_FOUND, skip, times));
 }
 
-void Script(const std::function<void(PreBootLibrary::Script&)>& change)
-{
-    PreBootLibrary::Script script;
-    change(script);
-    REQUIRE(PreBootLibrary::Store(script));
-}
-
-/// A library that lacks a function is as good as none, and the next check meets it again.
-void CheckLacking(const std::wstring& function)
-{
-    Machine machine;
-    REQUIRE(FitMachine::InstallPreBootLibrary(function));
-    const Texts record = Texts{L"LoadvcsWavePbaFun fail"} + Failed;
-    CheckAttempt(
-        machine,
-        {E_OUTOFMEMORY, {}, Checks(3), Texts(3, L" start"), record + record + record, {}, {}, 0, false});
-}
-
 } // namespace
 
-TEST_CASE("the sensor: waited for, any of the two models, not disabled")
+TEST_CASE("the conditions of a tile, in their order")
 {
+    using PreBoot = PreBootLibrary::Script;
     struct Row {
-        const char* what;
-        std::function<void(Machine&)> make;
-        Expected expected;
+        std::string what;
+        void (*make)(Machine& machine);
+        std::string steps;
     };
-    const Row rows[] = {
-        {"none", [](Machine&) { FitMachine::PullOut(); }, NoDevice()},
-        {"another product",
-         [](Machine&) {
-             FitMachine::PullOut();
-             FitMachine::PlugIn(L"0050");
-         },
-         NoDevice()},
-        {"too late", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 3); }, NoDevice()},
-        {"second query", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 1); }, Accepted({2000})},
-        {"third query", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 2); }, Accepted({2000, 2000})},
-        {"first model, both plugged in", [](Machine&) { FitMachine::PlugIn(FitMachine::kFirstModel); },
-         Accepted()},
-        {"disabled",
-         [](Machine& m) { m.windows.Lock()->devices.problem = CM_PROB_DISABLED; },
-         {E_NOTIMPL, {}, {}, {}, {}, {}, {}, 0, false}},
-        {"another problem", [](Machine& m) { m.windows.Lock()->devices.problem = CM_PROB_FAILED_START; },
-         Accepted()},
-        {"switched off", [](Machine&) { FitMachine::SetSwitch(0); }, SwitchedOff()},
-        {"never switched on", [](Machine&) { FitMachine::SetSwitch(std::nullopt); }, SwitchedOff()},
-    };
-    for (const Row& row : rows) {
+    for (const Row& row : {
+             // Before the library is loaded, for it stays then.
+             Row{"no library", [](Machine&) { REQUIRE(FitMachine::RemovePreBootLibrary()); }, "0"},
+             Row{"no sensor", [](Machine&) { FitMachine::PullOut(); }, "www"},
+             Row{"another product",
+                 [](Machine&) {
+                     FitMachine::PullOut();
+                     FitMachine::PlugIn(L"0050");
+                 },
+                 "www"},
+             Row{"too late", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 3); }, "www"},
+             Row{"at the second query", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 1); }, "wy"},
+             Row{"at the third", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 2); }, "wwy"},
+             Row{"both models", [](Machine&) { FitMachine::PlugIn(FitMachine::FirstModel); }, "y"},
+             Row{"disabled", [](Machine& m) { m.windows.Lock()->devices.problem = CM_PROB_DISABLED; }, "D"},
+             Row{"another problem",
+                 [](Machine& m) { m.windows.Lock()->devices.problem = CM_PROB_FAILED_START; }, "y"},
+             Row{"switched off", [](Machine&) { FitMachine::SetSwitch(0); }, "0"},
+             Row{"never switched on", [](Machine&) { FitMachine::SetSwitch(std::nullopt); }, "0"},
+             Row{"enabled", [](Machine&) {}, "y"},
+             Row{"second attempt", [](Machine&) { Script(&PreBoot::enabled, 0); }, "nS"},
+             Row{"third attempt",
+                 [](Machine& m) {
+                     Script(&PreBoot::enabled, 0);
+                     Fail(m, "LoadLibraryA", 0, 1);
+                 },
+                 "LnS"},
+             Row{"not at all",
+                 [](Machine& m) {
+                     Script(&PreBoot::enabled, 0);
+                     m.Tell(L"pba 2");
+                 },
+                 "nss"},
+             Row{"open fails", [](Machine&) { Script(&PreBoot::openStatus, 5); }, "oS"},
+             Row{"the question fails", [](Machine&) { Script(&PreBoot::enabledStatus, 7); }, "qS"},
+             Row{"without open", [](Machine&) { Dll::Lack("vcsWavPbaOpen"); }, "LLL"},
+             Row{"without enabled", [](Machine&) { Dll::Lack("vcsWavIsPbaEnabled"); }, "LLL"},
+             Row{"without close", [](Machine&) { Dll::Lack("vcsWavPbaClose"); }, "LLL"},
+             Row{"asked before", [](Machine& m) { m.fitness.MarkChecked(); }, "S"},
+         }) {
         CAPTURE(row.what);
         Machine machine;
         row.make(machine);
-        CheckAttempt(machine, row.expected);
+        CheckAttempt(machine, TracesOf(row.steps));
     }
 }
 
-TEST_CASE("the pre-boot check: the library first, the service from then on")
+TEST_CASE("where the mark can't be had, the service is asked")
 {
-    struct Row {
-        const char* what;
-        std::function<void(Machine&)> make;
-        Expected expected;
-    };
-    const Texts notEnabled = Texts{L"vcsWavIsPbaEnabled fail"} + Failed;
-    const std::vector<std::string> said = {"vcsWavIsPbaEnabled Fail"};
-    const Row rows[] = {
-        {"enabled", [](Machine&) {}, Accepted()},
-        {"second attempt",
-         [](Machine&) { Script([](auto& script) { script.enabled = 0; }); },
-         {S_OK,
-          {},
-          Checks(1),
-          AskedOnce + AskedService,
-          notEnabled + Passed,
-          said,
-          LibraryDisabled,
-          1,
-          true}},
-        {"third attempt",
-         [](Machine& m) {
-             Script([](auto& script) { script.enabled = 0; });
-             Fail(m, "LoadLibraryA", 0, 1);
-         },
-         {S_OK,
-          {},
-          Checks(2),
-          Texts{L" start"} + AskedOnce + AskedService,
-          Texts{L"LoadvcsWavePbaFun fail"} + Failed + notEnabled + Passed,
-          said,
-          LibraryDisabled,
-          1,
-          true}},
-        {"not at all",
-         [](Machine& m) {
-             Script([](auto& script) { script.enabled = 0; });
-             m.Tell(L"pba 2");
-         },
-         {E_OUTOFMEMORY,
-          {},
-          Checks(3),
-          AskedOnce + AskedService + AskedService,
-          notEnabled + Failed + Failed,
-          said,
-          LibraryDisabled,
-          2,
-          true}},
-        {"open fails",
-         [](Machine&) { Script([](auto& script) { script.openStatus = 5; }); },
-         {S_OK,
-          {},
-          Checks(1),
-          AskedOnce + AskedService,
-          Texts{L"vcsWavPbaOpen fail"} + Failed + Passed,
-          {"vcsWavPbaOpen Fail"},
-          {L"vcsWavPbaOpen(2) = 5"},
-          1,
-          true}},
-        {"the question fails",
-         [](Machine&) { Script([](auto& script) { script.enabledStatus = 7; }); },
-         {S_OK,
-          {},
-          Checks(1),
-          AskedOnce + AskedService,
-          notEnabled + Passed,
-          said,
-          {L"vcsWavPbaOpen(2) = 0", L"vcsWavIsPbaEnabled() = 7", L"vcsWavPbaClose() = 0"},
-          1,
-          true}},
-        {"asked before",
-         [](Machine& m) { m.fitness.MarkChecked(); },
-         {S_OK, {}, Passed, AskedService, Passed, {}, {}, 1, true}},
-        {"no mark to be had",
-         [](Machine& m) {
-             Fail(m, "OpenEventA", 0, 1);
-             Fail(m, "CreateEventA", 1, 1); // after the credential-service event
-         },
-         {S_OK, {}, Passed, AskedService, Passed, {}, {}, 1, false}},
-    };
-    for (const Row& row : rows) {
-        CAPTURE(row.what);
-        Machine machine;
-        row.make(machine);
-        CheckAttempt(machine, row.expected);
-    }
+    Machine machine;
+    Fail(machine, "OpenEventA", 0, 1);
+    Fail(machine, "CreateEventA", 1, 1); // after the credential-service event
+    Traces expected = TracesOf("S");
+    expected.checked = false;
+    CheckAttempt(machine, expected);
 }
 
 TEST_CASE("every attempt goes through the whole gate again")
 {
     Machine machine;
     FitMachine::PullOut();
-    Creation creation(machine);
-    CHECK(creation.Attempt() == E_OUTOFMEMORY);
-    CHECK(creation.Attempt() == E_OUTOFMEMORY);
-    CHECK(machine.windows.Snapshot().clock.Sleeps() == std::vector<DWORD>(6, 2000));
-    FitMachine::PlugIn(FitMachine::kFirstModel);
-    CHECK(creation.Attempt() == S_OK);
+    const Dll dll;
+    HRESULT result = S_OK;
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        dll.TryCreate(&result);
+        CHECK(result == E_OUTOFMEMORY);
+    }
+    CHECK(dll->clock.Sleeps() == std::vector<DWORD>(6, 2000));
+    FitMachine::PlugIn(FitMachine::FirstModel);
+    dll.Create();
 }
 
-// Each of these in a process of its own: the library is not loaded yet, or the service goes away.
+// Each of these in a process of its own: the service goes away, or nobody else may hold the mark.
 TEST_SUITE_BEGIN("alone");
-
-TEST_CASE("no library")
-{
-    Machine machine;
-    REQUIRE(FitMachine::RemovePreBootLibrary());
-    CheckAttempt(machine, SwitchedOff());
-}
-
-TEST_CASE("without open")
-{
-    CheckLacking(L"open");
-}
-
-TEST_CASE("without enabled")
-{
-    CheckLacking(L"enabled");
-}
-
-TEST_CASE("without close")
-{
-    CheckLacking(L"close");
-}
 
 TEST_CASE("no service")
 {
     Machine machine;
     machine.StopService();
     machine.fitness.MarkChecked();
-    CheckAttempt(machine, {E_OUTOFMEMORY,
-                           {},
-                           Checks(3),
-                           AskedService + AskedService + AskedService,
-                           Failed + Failed + Failed,
-                           {},
-                           {},
-                           -1,
-                           true});
+    CheckAttempt(machine, TracesOf("sss"));
 }
 
 TEST_CASE("first check")
@@ -320,18 +260,16 @@ TEST_CASE("first check")
     };
     REQUIRE_FALSE(isMarked());
     machine.Tell(L"pba 0");
-    {
-        Creation creation(machine);
-        CHECK(creation.Attempt() == S_OK);
-        CHECK(PreBootLibrary::Calls() == LibraryAsked);
-        CHECK(isMarked());
-        creation.provider->Release();
-        creation.provider = nullptr;
-        // The library is still enabled, but it is the service's word now.
-        CHECK(creation.Attempt() == E_OUTOFMEMORY);
-        CHECK(PreBootLibrary::Calls() == LibraryAsked);
-    }
-    REQUIRE(Await([] { return GetModuleHandleW(L"VexaFPCredentialProvider.dll") == nullptr; }));
+    Dll dll;
+    dll.Create();
+    CHECK(PreBootLibrary::Calls() == TracesOf("y").library);
+    CHECK(isMarked());
+    // The library is still enabled, but it is the service's word now.
+    HRESULT result = S_OK;
+    dll.TryCreate(&result);
+    CHECK(result == E_OUTOFMEMORY);
+    CHECK(PreBootLibrary::Calls() == TracesOf("y").library);
+    REQUIRE(dll.Unload());
     CHECK(isMarked());
 }
 

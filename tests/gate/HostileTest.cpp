@@ -1,9 +1,7 @@
 // What the gate's partners may do: a service that does not answer, a library that asks for gigabytes.
-#include "Creation.h"
 #include "flow/ProviderLife.h"
 
 #include "PreBootLibrary/Script.h"
-#include "support/Suspension.h"
 
 #include <doctest/doctest.h>
 #include <psapi.h>
@@ -25,18 +23,18 @@ TEST_CASE("a service that hangs is a no, and holds the creation for its three qu
 {
     Machine machine;
     machine.fitness.MarkChecked();
+    Dll dll;
+    HRESULT result = E_FAIL;
     {
-        Creation creation(machine);
-        {
-            const Suspension suspension(machine.ServiceId());
-            const ULONGLONG start = GetTickCount64();
-            CHECK(creation.Attempt() == E_OUTOFMEMORY);
-            // Three times 2000 ms; a call that is waited for takes until the service wakes.
-            CHECK(GetTickCount64() - start < 9000);
-        }
-        CHECK(creation.Attempt() == S_OK);
+        const Machine::Suspension suspension;
+        const ULONGLONG start = GetTickCount64();
+        dll.TryCreate(&result);
+        CHECK(result == E_OUTOFMEMORY);
+        // Three times 2000 ms; a call that is waited for takes until the service wakes.
+        CHECK(GetTickCount64() - start < 9000);
     }
-    CHECK(Await([] { return GetModuleHandleW(L"VexaFPCredentialProvider.dll") == nullptr; }));
+    dll.Create();
+    CHECK(dll.Unload());
 }
 
 TEST_CASE("memory that the library asks for and does not fill is not touched")

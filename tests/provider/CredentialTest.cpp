@@ -1,7 +1,5 @@
 #include "LoadedProvider.h"
 
-#include "WindowsModel/PackedLogon.h"
-
 #include <objbase.h>
 
 namespace {
@@ -10,7 +8,7 @@ struct Tile {
     Tile() : provider(dll.Create())
     {
         REQUIRE(provider->SetUsageScenario(CPUS_UNLOCK_WORKSTATION, 0) == S_OK);
-        credential = dll.CredentialOf(*provider);
+        credential = CredentialOf(*provider);
     }
 
     std::wstring Caption() const
@@ -115,15 +113,7 @@ TEST_CASE("the logon that the tile hands out, and when the window is hidden")
 {
     Tile tile;
     REQUIRE(tile.dll.WaitForSensorFailed());
-    auto response = CPGSR_NO_CREDENTIAL_NOT_FINISHED;
-    CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION logon{};
-    REQUIRE(tile.credential->GetSerialization(&response, &logon, nullptr, nullptr) == S_OK);
-    CHECK(response == CPGSR_RETURN_CREDENTIAL_FINISHED);
-    CHECK(logon.cbSerialization == 64);
-    const auto packed = WindowsModel::DecodePackedLogon(logon, CPUS_UNLOCK_WORKSTATION, ProviderClass);
-    CHECK(packed.violations == std::vector<std::string>{});
-    CoTaskMemFree(logon.rgbSerialization);
-
+    CHECK(LogonOf(*tile.credential, CPUS_UNLOCK_WORKSTATION).user.empty());
     struct Row {
         DWORD status, substatus;
         BOOL visible;
@@ -134,7 +124,7 @@ TEST_CASE("the logon that the tile hands out, and when the window is hidden")
         auto icon = CPSI_WARNING;
         CHECK(tile.credential->ReportResult(NTSTATUS(row.status), NTSTATUS(row.substatus), &text, &icon) ==
               E_NOTIMPL);
-        CHECK(IsWindowVisible(PromptWindow()) == row.visible);
+        CHECK(IsWindowVisible(FindEventWindow()) == row.visible);
         CHECK(text == nullptr);
         CHECK(icon == CPSI_WARNING);
     }

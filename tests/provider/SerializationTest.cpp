@@ -28,74 +28,50 @@ wchar_t User[] = L"usr";
 
 /// The COM task allocator as this module sees it: fills new blocks with Unwritten, keeps account of them, and
 /// runs out when it is told to.
-class TaskMemory {
-public:
-    TaskMemory()
+struct TaskMemory : Simulation {
+    explicit TaskMemory(Group groups, int allocations = -1) : Simulation(groups)
     {
-        using enum WindowsModel::ImportHooks::Result;
-        REQUIRE(m_hooks.Replace("CoTaskMemAlloc", Allocate) == Replaced);
-        REQUIRE(m_hooks.Replace("CoTaskMemFree", Free) == Replaced);
-        REQUIRE(m_hooks.Replace("SHStrDupW", Duplicate) == Replaced);
-        s_blocks.clear();
-        s_left = -1;
+        blocks.clear();
+        unwiped = 0;
+        left = allocations;
+        Replace("CoTaskMemAlloc", Allocate);
+        Replace(
+            "CoTaskMemFree", +[](void* block) {
+                CHECK((block == nullptr || blocks.erase(block) == 1));
+                unwiped += block != nullptr && *static_cast<const wchar_t*>(block) != 0;
+                HeapFree(GetProcessHeap(), 0, block);
+            });
+        Replace(
+            "SHStrDupW", +[](PCWSTR text, PWSTR* copy) -> HRESULT {
+                *copy = static_cast<PWSTR>(Allocate((std::wcslen(text) + 1) * sizeof(WCHAR)));
+                return *copy != nullptr ? (std::wcscpy(*copy, text), S_OK) : E_OUTOFMEMORY;
+            });
     }
-    static void RunOutAfter(int allocations) { s_left = allocations; }
-    static size_t Blocks() { return s_blocks.size(); }
-
-private:
     static void* WINAPI Allocate(SIZE_T size)
     {
-        if (s_left == 0)
+        if (left-- == 0)
             return nullptr;
-        --s_left;
         void* block = std::memset(HeapAlloc(GetProcessHeap(), 0, size), Unwritten, size);
-        s_blocks.insert(block);
+        blocks.insert(block);
         return block;
     }
-    static void WINAPI Free(void* block)
-    {
-        CHECK((block == nullptr || s_blocks.erase(block) == 1));
-        HeapFree(GetProcessHeap(), 0, block);
-    }
-    static HRESULT WINAPI Duplicate(PCWSTR text, PWSTR* copy)
-    {
-        *copy = static_cast<PWSTR>(Allocate((std::wcslen(text) + 1) * sizeof(WCHAR)));
-        return *copy != nullptr ? (std::wcscpy(*copy, text), S_OK) : E_OUTOFMEMORY;
-    }
-
-    static inline std::set<void*> s_blocks;
-    static inline int s_left = -1;
-    WindowsModel::ImportHooks m_hooks{GetModuleHandleW(nullptr)};
+    static inline std::set<void*> blocks;
+    static inline int left;
+    static inline int unwiped; ///< blocks freed with a text in them
 };
 
-void Append(Bytes& bytes, ULONGLONG value, int size)
-{
-    for (; size > 0; --size, value >>= 8)
-        bytes.push_back(BYTE(value));
-}
-
-/// The block for an account, written down field by field.
+/// The block for an account: message type, three texts by length, room and offset, logon id, then the texts.
 Bytes Packed(DWORD messageType, const std::wstring& password)
 {
-    constexpr DWORD padding = Unwritten * 0x01010101U;
-    const std::wstring texts[] = {Domain, User, password};
-    Bytes bytes;
-    Append(bytes, messageType, 4);
-    Append(bytes, padding, 4);
-    ULONGLONG offset = 64;
-    for (const std::wstring& text : texts) {
-        Append(bytes, 2 * text.size(), 2);
-        Append(bytes, 2 * text.size(), 2);
-        Append(bytes, padding, 4);
-        Append(bytes, offset, 8);
-        offset += 2 * text.size();
-    }
-    Append(bytes, 0, 8);
-    for (const std::wstring& text : texts) {
-        for (const wchar_t unit : text)
-            Append(bytes, unit, 2);
-    }
-    return bytes;
+    constexpr DWORD gap = Unwritten * 0x01010101U;
+    const DWORD bytes = DWORD(2 * password.size());
+    const DWORD fixed[] = {messageType,         gap, 0x40004, gap, 64, 0, 0x60006, gap, 68, 0,
+                           bytes << 16 | bytes, gap, 74,      0,   0,  0};
+    const std::wstring texts = Domain + (User + password);
+    Bytes packed(sizeof fixed + 2 * texts.size());
+    std::memcpy(packed.data(), fixed, sizeof fixed);
+    std::memcpy(packed.data() + sizeof fixed, texts.data(), 2 * texts.size());
+    return packed;
 }
 
 TEST_CASE("the packed logon, byte by byte")
@@ -121,64 +97,36 @@ TEST_CASE("the packed logon, byte by byte")
     // clang-format on
     for (const Row& row : rows) {
         CAPTURE(&row - rows);
-        Simulation simulation(Group::Credentials);
-        const TaskMemory memory;
+        TaskMemory simulation(Group::Credentials);
         BYTE* block = nullptr;
         DWORD size = 0;
         REQUIRE(PackLogon(Domain, User, row.password.c_str(), row.scenario, &block, &size) == S_OK);
         CHECK(Bytes(block, block + size) == Packed(row.messageType, row.packed));
-        CHECK(memory.Blocks() == 1);
+        CHECK(simulation.blocks.size() == 1);
+        CHECK(simulation.unwiped == 0); // copies of the password
         CoTaskMemFree(block);
-        const WindowsModel::State state = simulation.windows.Snapshot();
-        CHECK(state.credentials.protects.size() == row.protects);
-        for (const WindowsModel::ProtectCall& call : state.credentials.protects) {
-            CHECK_FALSE(call.asSelf);
-            CHECK(call.characters == 2);
-        }
+        CHECK(simulation->credentials.protects.size() == row.protects);
+        for (const WindowsModel::ProtectCall& call : simulation.windows.Snapshot().credentials.protects)
+            CHECK((!call.asSelf && call.characters == 2));
     }
-
-    // clang-format off
-    const Bytes written = {
-        0,  0, 0, 0, 0xCC, 0xCC, 0xCC, 0xCC,
-        4,  0, 4, 0, 0xCC, 0xCC, 0xCC, 0xCC, 64, 0, 0, 0, 0, 0, 0, 0,
-        6,  0, 6, 0, 0xCC, 0xCC, 0xCC, 0xCC, 68, 0, 0, 0, 0, 0, 0, 0,
-        2,  0, 2, 0, 0xCC, 0xCC, 0xCC, 0xCC, 74, 0, 0, 0, 0, 0, 0, 0,
-        0,  0, 0, 0, 0, 0, 0, 0,
-        'D', 0, 0x2D, 0x4E, 'u', 0, 's', 0, 'r', 0, 'p', 0};
-    // clang-format on
-    CHECK(Packed(0, L"p") == written);
-}
-
-TEST_CASE("lengths in bytes have to fit 16 bits")
-{
-    UNICODE_STRING string{};
-    std::wstring text(32767, L'x');
-    REQUIRE(UnicodeStringInitWithString(text.data(), &string) == S_OK);
-    CHECK(string.Length == 65534);
-    CHECK(string.MaximumLength == 65534);
-    CHECK(string.Buffer == text.data());
-    for (const size_t units : {32768, 65535, 65536, 65537}) {
-        text.assign(units, L'x');
-        CHECK(UnicodeStringInitWithString(text.data(), &string) == Overflow);
-    }
-    CHECK(UnicodeStringInitWithString(nullptr, &string) == E_INVALIDARG);
 }
 
 TEST_CASE("the first thing wrong with an account is told, and nothing handed out")
 {
-    std::wstring tooLong(32768, L'x');
-    wchar_t* const big = tooLong.data();
+    std::wstring texts[] = {std::wstring(32767, L'x'), std::wstring(32768, L'x'), std::wstring(65537, L'x')};
+    wchar_t* const big = texts[1].data();
     // clang-format off
     struct Row { PWSTR domain, user, password; CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario; HRESULT result; };
     const Row rows[] = {
-        {nullptr, big,     big,     CPUS_CHANGE_PASSWORD, E_INVALIDARG},
-        {big,     nullptr, nullptr, CPUS_CHANGE_PASSWORD, Overflow},
-        {Domain,  nullptr, big,     CPUS_CHANGE_PASSWORD, E_INVALIDARG},
-        {Domain,  big,     nullptr, CPUS_CHANGE_PASSWORD, Overflow},
-        {Domain,  User,    nullptr, CPUS_CHANGE_PASSWORD, E_INVALIDARG},
-        {Domain,  User,    User,    CPUS_INVALID,         E_FAIL},
-        {Domain,  User,    User,    CPUS_CHANGE_PASSWORD, E_FAIL},
-        {Domain,  User,    User,    CPUS_PLAP,            E_FAIL},
+        {nullptr, big,     big,             CPUS_CHANGE_PASSWORD, E_INVALIDARG},
+        {big,     nullptr, nullptr,         CPUS_CHANGE_PASSWORD, Overflow},
+        {Domain,  nullptr, big,             CPUS_CHANGE_PASSWORD, E_INVALIDARG},
+        {Domain,  big,     nullptr,         CPUS_CHANGE_PASSWORD, Overflow},
+        {Domain,  User,    nullptr,         CPUS_CHANGE_PASSWORD, E_INVALIDARG},
+        {Domain,  User,    texts[2].data(), CPUS_LOGON,           Overflow},
+        {Domain,  User,    User,            CPUS_INVALID,         E_FAIL},
+        {Domain,  User,    User,            CPUS_CHANGE_PASSWORD, E_FAIL},
+        {Domain,  User,    User,            CPUS_PLAP,            E_FAIL},
     };
     // clang-format on
     for (const Row& row : rows) {
@@ -190,6 +138,9 @@ TEST_CASE("the first thing wrong with an account is told, and nothing handed out
         const auto* bytes = reinterpret_cast<const BYTE*>(&logon);
         CHECK(Bytes(bytes, bytes + sizeof logon) == Bytes(sizeof logon, Unwritten));
     }
+    UNICODE_STRING longest{};
+    REQUIRE(UnicodeStringInitWithString(texts[0].data(), &longest) == S_OK);
+    CHECK((longest.Length == 65534 && longest.MaximumLength == 65534 && longest.Buffer == texts[0].data()));
 }
 
 TEST_CASE("a protection that fails, and one that has nothing to show")
@@ -204,8 +155,7 @@ TEST_CASE("a protection that fails, and one that has nothing to show")
         {{{ProtectAnswer::Succeed}},                                         S_OK},
     };
     // clang-format on
-    Simulation simulation(Group::Credentials);
-    const TaskMemory memory;
+    TaskMemory simulation(Group::Credentials);
     PWSTR text = nullptr;
     for (const Row& row : rows) {
         CAPTURE(&row - rows);
@@ -214,7 +164,7 @@ TEST_CASE("a protection that fails, and one that has nothing to show")
         text = User;
         CHECK(ProtectIfNecessaryAndCopyPassword(L"p", CPUS_LOGON, &text) == row.result);
         CHECK(text == nullptr);
-        CHECK(memory.Blocks() == 0);
+        CHECK(simulation.blocks.empty());
         CHECK(simulation->credentials.protects.size() == row.answers.size());
     }
     simulation->credentials.protectAnswers = {{ProtectAnswer::Succeed}};
@@ -232,7 +182,7 @@ TEST_CASE("a protection that fails, and one that has nothing to show")
     REQUIRE(ProtectIfNecessaryAndCopyPassword(nullptr, CPUS_LOGON, &text) == S_OK);
     CHECK(text == std::wstring());
     CoTaskMemFree(text);
-    CHECK(memory.Blocks() == 0);
+    CHECK(simulation.blocks.empty());
 }
 
 TEST_CASE("what GetSerialization hands out when a step fails, and what it gives back")
@@ -259,12 +209,12 @@ TEST_CASE("what GetSerialization hands out when a step fails, and what it gives 
     // clang-format on
     for (const Row& row : rows) {
         CAPTURE(&row - rows);
-        Simulation simulation(Group::Accounts | Group::Credentials | Group::Lsa);
+        TaskMemory simulation(Group::Accounts | Group::Credentials | Group::Lsa);
         auto* credential = new CVexaFPCredential;
         REQUIRE(credential->Initialize(row.scenario, g_FieldDescriptors, g_FieldStatePairs, L"x") == S_OK);
         credential->SetAccount(Domain, User, L"p");
-        const TaskMemory memory;
-        memory.RunOutAfter(row.memory);
+        const size_t before = simulation.blocks.size();
+        simulation.left = row.memory;
         simulation->accounts.computerName = row.computer;
         if (row.fails != nullptr)
             simulation.FailNext(row.fails, row.code);
@@ -282,12 +232,11 @@ TEST_CASE("what GetSerialization hands out when a step fails, and what it gives 
                   Packed(2, Protect(L"p")));
         CHECK((logon.rgbSerialization != nullptr) == row.packed);
         CHECK((logon.cbSerialization != 77) == row.packed);
-        CHECK(memory.Blocks() == row.packed);
+        CHECK(simulation.blocks.size() == before + row.packed);
         CoTaskMemFree(logon.rgbSerialization);
         CHECK(response == (succeeded ? CPGSR_RETURN_CREDENTIAL_FINISHED : CPGSR_NO_CREDENTIAL_NOT_FINISHED));
         CHECK(logon.clsidCredentialProvider == (succeeded ? CLSID_VexaFPCredentialProvider : IID_IUnknown));
-        CHECK(icon == CPSI_WARNING);
-        CHECK(status == User);
+        CHECK((icon == CPSI_WARNING && status == User));
         const std::wstring label = L" VexaFPCredential.cpp CVexaFPCredential::GetSerialization : ";
         CHECK(log.Lines() == (succeeded    ? std::vector{label + L"CPGSR_RETURN_CREDENTIAL_FINISHED"}
                               : row.packed ? std::vector{label + L"RetrieveNegotiateAuthPackage Fail"}
@@ -297,11 +246,8 @@ TEST_CASE("what GetSerialization hands out when a step fails, and what it gives 
         CHECK(logon.ulAuthenticationPackage == (succeeded ? ULONG(lsa.PackageNumber("Negotiate")) : 77));
         CHECK(simulation->ledger.Clean());
         CHECK(lsa.lookups.size() == row.lookups);
-        for (const WindowsModel::PackageLookup& lookup : lsa.lookups) {
-            CHECK(lookup.name == "Negotiate");
-            CHECK(lookup.length == 9);
-            CHECK(lookup.maximumLength == 10);
-        }
+        for (const WindowsModel::PackageLookup& lookup : lsa.lookups)
+            CHECK((lookup.name == "Negotiate" && lookup.length == 9 && lookup.maximumLength == 10));
         CHECK(credential->Release() == 0);
     }
 }

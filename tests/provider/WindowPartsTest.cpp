@@ -1,12 +1,12 @@
-// The parts of the prompt window that need no window: layout, rundown, stop flag and the user's record.
-#include "FPData.h"
+// The parts of the prompt window: layout, rundown, stop flag, the user's record and its check.
+#include "CommandWindow/CommandWindow.h"
 #include "CommandWindow/PromptLayout.h"
 #include "CommandWindow/Rundown.h"
 #include "CommandWindow/StopFlag.h"
 
 #include "Handle.h"
-
-#include <doctest/doctest.h>
+#include "VexaFPCredential.h"
+#include "unit/base/Simulation.h"
 
 #include <array>
 #include <cwchar>
@@ -20,13 +20,14 @@ TEST_CASE("narrow texts stand centred under the image, wide ones end ten pixels 
         float width;
         int imageLeft, textLeft;
     };
-    // clang-format off
-    constexpr Row rows[] = {
-        {0.9F, 280, 320}, {1.0F, 280, 319}, {77.0F, 280, 281}, {78.9F, 280, 281}, {79.9F, 280, 280}, {80.0F, 280, 280},
-        {80.1F, 310, 310}, // wider than the image, although not by a whole pixel
-        {81.0F, 309, 309}, {82.0F, 309, 308}, {200.0F, 250, 190}, {201.0F, 249, 189}, {500.0F, 100, -110},
-    };
-    // clang-format on
+    constexpr Row
+        rows[] =
+            {
+                {0.9F, 280, 320},   {1.0F, 280, 319},   {77.0F, 280, 281},   {78.9F, 280, 281},
+                {79.9F, 280, 280},  {80.0F, 280, 280},  {81.0F, 309, 309},   {82.0F, 309, 308},
+                {80.1F, 310, 310}, // wider than the image, although not by a whole pixel
+                {200.0F, 250, 190}, {201.0F, 249, 189}, {500.0F, 100, -110},
+            };
     for (const Row& row : rows) {
         CAPTURE(row.width);
         const PromptLayout layout = LayOutPrompt(row.width);
@@ -35,37 +36,31 @@ TEST_CASE("narrow texts stand centred under the image, wide ones end ten pixels 
     }
 }
 
-struct Crowd {
-    Rundown rundown;
-    volatile LONG inside = 0;
-    volatile LONG visits = 0;
-};
-
-DWORD WINAPI VisitUntilClosed(void* argument)
-{
-    auto& crowd = *static_cast<Crowd*>(argument);
-    for (;;) {
-        const RundownScope scope(crowd.rundown);
-        if (!scope)
-            return 0;
-        InterlockedIncrement(&crowd.inside);
-        SwitchToThread();
-        InterlockedIncrement(&crowd.visits);
-        InterlockedDecrement(&crowd.inside);
-    }
-}
-
 TEST_CASE("closing waits for all who are inside and lets nobody in afterwards")
 {
+    struct Crowd {
+        Rundown rundown;
+        std::atomic<int> inside, visits;
+    };
+    const auto visitUntilClosed = [](void* argument) -> DWORD {
+        auto& crowd = *static_cast<Crowd*>(argument);
+        while (const RundownScope scope{crowd.rundown}) {
+            ++crowd.inside;
+            SwitchToThread();
+            ++crowd.visits;
+            --crowd.inside;
+        }
+        return 0;
+    };
     for (int round = 0; round < 20; ++round) {
         Crowd crowd;
         std::array<KernelHandle, 4> threads;
         for (KernelHandle& thread : threads)
-            thread.Reset(CreateThread(nullptr, 0, VisitUntilClosed, &crowd, 0, nullptr));
+            thread.Reset(CreateThread(nullptr, 0, visitUntilClosed, &crowd, 0, nullptr));
         while (crowd.visits < 50)
             Sleep(1);
         REQUIRE(crowd.rundown.Close(10000));
-        const LONG visits = crowd.visits;
+        const int visits = crowd.visits;
         CHECK(crowd.inside == 0);
         for (const KernelHandle& thread : threads)
             REQUIRE(WaitForSingleObject(thread.Get(), 10000) == WAIT_OBJECT_0);
@@ -123,6 +118,23 @@ TEST_CASE("each field of a record ends where the field ends")
     CHECK(data.userName == std::wstring(65, L'x'));
     CHECK(data.password == std::wstring(93, L'x'));
     CHECK(data.domain == std::wstring(32, L'x'));
+}
+
+TEST_CASE("an account that can't be checked for want of memory is not accepted")
+{
+    Simulation simulation(Group::All);
+    simulation->clock.SetScale(0.01);
+    auto* const credential = new CVexaFPCredential;
+    auto* const window = new CCommandWindow;
+    window->SetCredential(credential);
+    REQUIRE(window->Initialize(nullptr) == S_OK);
+    REQUIRE(simulation.windows.WaitForPrompt(g_Messages[MSG_LOADING], 20000));
+    simulation.FailNext("SysAllocString", ERROR_OUTOFMEMORY);
+    window->SendFingerprint();
+    CHECK(simulation.windows.WaitForPrompt(g_Messages[MSG_WRONG_PASSWORD], 0));
+    CHECK(simulation->accounts.logons.empty());
+    window->Destroy();
+    CHECK(credential->Release() == 0);
 }
 
 } // namespace

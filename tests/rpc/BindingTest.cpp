@@ -1,77 +1,44 @@
 #include "Service.h"
-#include "WindowsModel/ImportHooks.h"
+#include "unit/base/Simulation.h"
 
 #include <functional>
 #include <vector>
 
 namespace {
 
-using WindowsModel::ImportHooks;
-
-struct Observed {
-    int stringsFreed = 0;
-    int bindingsFreed = 0;
-    std::vector<DWORD> sleeps;
-    std::function<void()> onSleep; // its own sleeps are real
-    bool inOnSleep = false;
-};
-Observed g_observed;
-
-decltype(&RpcStringFreeW) g_freeString;
-decltype(&RpcBindingFree) g_freeBinding;
 decltype(&Sleep) g_sleep;
+std::vector<DWORD> g_sleeps;
+std::function<void()> g_onSleep; // its own sleeps are real
 
-RPC_STATUS RPC_ENTRY NoteFreeString(RPC_WSTR* text)
+/// WaitFPService without its waits, which are noted. Does `action` during the sleep of that number.
+int Wait(size_t sleep = 0, const std::function<bool()>& action = {})
 {
-    ++g_observed.stringsFreed;
-    return g_freeString(text);
-}
-
-RPC_STATUS RPC_ENTRY NoteFreeBinding(RPC_BINDING_HANDLE* binding)
-{
-    ++g_observed.bindingsFreed;
-    return g_freeBinding(binding);
-}
-
-RPC_STATUS RPC_ENTRY FailToBind(RPC_WSTR, RPC_BINDING_HANDLE*)
-{
-    return RPC_S_INVALID_STRING_BINDING;
-}
-
-void WINAPI NoteSleep(DWORD milliseconds)
-{
-    if (g_observed.inOnSleep)
-        return g_sleep(milliseconds);
-    g_observed.sleeps.push_back(milliseconds);
-    g_observed.inOnSleep = true;
-    if (g_observed.onSleep)
-        g_observed.onSleep();
-    g_observed.inOnSleep = false;
-}
-
-/// WaitFPService without its waits, which are noted.
-int Wait(std::function<void()> onSleep = {})
-{
-    g_observed = {};
-    g_observed.onSleep = std::move(onSleep);
-    ImportHooks hooks(GetModuleHandleW(nullptr));
-    REQUIRE(hooks.Replace("Sleep", NoteSleep, &g_sleep) == ImportHooks::Result::Replaced);
+    g_sleeps.clear();
+    g_onSleep = [=] {
+        if (g_sleeps.size() == sleep)
+            REQUIRE(action());
+    };
+    Simulation hooks;
+    hooks.Replace(
+        "Sleep",
+        +[](DWORD milliseconds) {
+            if (g_onSleep == nullptr)
+                return g_sleep(milliseconds);
+            g_sleeps.push_back(milliseconds);
+            const auto onSleep = std::exchange(g_onSleep, nullptr);
+            onSleep();
+            g_onSleep = onSleep;
+        },
+        &g_sleep);
     return WaitFPService();
 }
 
-/// Does it during the sleep of that number.
-template <class Action>
-std::function<void()> At(size_t sleep, Action action)
+CLIENT_CALL_RETURN __cdecl LoseService(PMIDL_STUB_DESC, PFORMAT_STRING format, ...)
 {
-    return [=] {
-        if (g_observed.sleeps.size() == sleep)
-            REQUIRE(action());
-    };
-}
-
-bool StartAnew()
-{
-    return ServiceProcess().Start();
+    constexpr byte IsPbaEnable = 23;
+    if (format[6] == IsPbaEnable)
+        RaiseException(RPC_S_CALL_FAILED, 0, 0, nullptr);
+    return {};
 }
 
 std::vector<DWORD> Times(size_t count, DWORD milliseconds)
@@ -83,23 +50,35 @@ std::vector<DWORD> Times(size_t count, DWORD milliseconds)
 
 TEST_CASE("a binding is made anew by each call, and freed once")
 {
-    g_observed = {};
-    ImportHooks hooks(GetModuleHandleW(nullptr));
-    REQUIRE(hooks.Replace("RpcStringFreeW", NoteFreeString, &g_freeString) == ImportHooks::Result::Replaced);
-    REQUIRE(hooks.Replace("RpcBindingFree", NoteFreeBinding, &g_freeBinding) ==
-            ImportHooks::Result::Replaced);
+    static int stringsFreed, bindingsFreed;
+    static decltype(&RpcStringFreeW) freeString;
+    static decltype(&RpcBindingFree) freeBinding;
+    Simulation hooks;
+    hooks.Replace(
+        "RpcStringFreeW", +[](RPC_WSTR* text) { return ++stringsFreed, freeString(text); }, &freeString);
+    hooks.Replace(
+        "RpcBindingFree", +[](RPC_BINDING_HANDLE* binding) { return ++bindingsFreed, freeBinding(binding); },
+        &freeBinding);
     UnbindFPService();
-    CHECK(g_observed.bindingsFreed == 0);
+    CHECK(bindingsFreed == 0);
     CHECK(BindFPService() == RPC_S_OK);
     const handle_t first = g_hFPBinding;
     CHECK(BindFPService() == RPC_S_OK);
     CHECK(g_hFPBinding != first);
-    CHECK(g_observed.bindingsFreed == 0); // a thread may be inside a call on the first
+    CHECK(bindingsFreed == 0); // a thread may be inside a call on the first
     UnbindFPService();
     UnbindFPService();
-    CHECK(g_observed.stringsFreed == 1);
-    CHECK(g_observed.bindingsFreed == 1);
+    CHECK((stringsFreed == 1 && bindingsFreed == 1));
     CHECK(g_hFPBinding == nullptr);
+}
+
+TEST_CASE("a service that is lost between a probe's two calls is not there")
+{
+    Simulation hooks;
+    hooks.Replace("NdrClientCall2", LoseService);
+    CHECK(ConnectFPService() == 1);
+    CHECK(CheckDeviceIsEnable() == -1);
+    UnbindFPService();
 }
 
 TEST_SUITE_BEGIN("service loss");
@@ -112,13 +91,16 @@ TEST_CASE("the probes tell whether the service answers, and the sensor's state")
     CHECK(ConnectFPService() == 1);
     for (const long state : {1L, 0L, 2L, -5L}) {
         REQUIRE(ServiceClient::TellOk(L"pba " + std::to_wstring(state)));
-        CHECK(CheckDeviceIsEnable() == state);
+        UnbindFPService();
+        CHECK(CheckDeviceIsEnable() == state); // binds by itself
     }
-    ServiceProcess().Kill();
+    g_service.Kill();
     CHECK(CheckDeviceIsEnable() == -1);
     UnbindFPService();
-    ImportHooks hooks(GetModuleHandleW(nullptr));
-    REQUIRE(hooks.Replace("RpcBindingFromStringBindingW", FailToBind) == ImportHooks::Result::Replaced);
+    Simulation hooks;
+    hooks.Replace(
+        "RpcBindingFromStringBindingW",
+        +[](RPC_WSTR, RPC_BINDING_HANDLE*) -> RPC_STATUS { return RPC_S_INVALID_STRING_BINDING; });
     CHECK(BindFPService() == RPC_S_INVALID_STRING_BINDING);
     CHECK(ConnectFPService() == 0);
 }
@@ -127,22 +109,23 @@ TEST_CASE("waiting for service and sensor, each up to its last attempt")
 {
     const BoundService service;
     CHECK(Wait() == 0);
-    CHECK(g_observed.sleeps.empty());
+    CHECK(g_sleeps.empty());
 
+    const auto start = [] { return g_service.Start(); };
     const auto enable = [] { return ServiceClient::TellOk(L"pba 1"); };
     REQUIRE(ServiceClient::TellOk(L"pba 0"));
-    CHECK(Wait(At(5, enable)) == -1);
-    CHECK(g_observed.sleeps == Times(5, 200));
+    CHECK(Wait(5, enable) == -1);
+    CHECK(g_sleeps == Times(5, 200));
     REQUIRE(ServiceClient::TellOk(L"pba 0"));
-    CHECK(Wait(At(4, enable)) == 0);
-    CHECK(g_observed.sleeps == Times(4, 200));
+    CHECK(Wait(4, enable) == 0);
+    CHECK(g_sleeps == Times(4, 200));
 
-    ServiceProcess().Kill();
-    CHECK(Wait(At(10, StartAnew)) == -1);
-    CHECK(g_observed.sleeps == Times(10, 300));
-    ServiceProcess().Kill();
-    CHECK(Wait(At(9, StartAnew)) == 0);
-    CHECK(g_observed.sleeps == Times(9, 300));
+    g_service.Kill();
+    CHECK(Wait(10, start) == -1);
+    CHECK(g_sleeps == Times(10, 300));
+    g_service.Kill();
+    CHECK(Wait(9, start) == 0);
+    CHECK(g_sleeps == Times(9, 300));
 }
 
 TEST_SUITE_END();

@@ -1,19 +1,123 @@
+// Every procedure of the interface: its number and types, its call, and what a failure of the call raises.
+#include "SehGuard.h"
 #include "Service.h"
-#include "ServiceClient/Rendering.h"
-#include "Text.h"
+#include "base/Handle.h"
+#include "unit/base/Simulation.h"
 
-#include <algorithm>
-#include <array>
+#include <atomic>
 #include <climits>
-#include <set>
-#include <vector>
+#include <cstring>
+#include <numeric>
 
 namespace {
 
-using ServiceClient::BytesText;
-using ServiceClient::QuotedText;
-using Record = std::array<byte, 386>;
-using Bytes = std::vector<byte>;
+/// What a call is given to write to. A record's bytes count upwards.
+struct Buffers {
+    byte record[386];
+    byte data[5] = {1, 2, 3, 4, 5};
+    byte fingers[11] = {};
+    wchar_t version[81];
+    long value = -7;
+    long count = 1;
+
+    Buffers()
+    {
+        std::iota(std::begin(record), std::end(record), byte(0));
+        std::wmemset(version, L'?', std::size(version));
+    }
+    std::wstring User() const
+    {
+        const auto at = [&](size_t offset) { return reinterpret_cast<const wchar_t*>(record + offset); };
+        return std::wstring(at(320)) + L"\\" + at(0) + L":" + at(132);
+    }
+};
+
+constexpr long Void = 4711;
+
+struct Procedure {
+    const char* name; // of its function; null where there is none
+    unsigned types;   // see TypesOf
+    long (*call)(Buffers& b);
+    const wchar_t* arguments; // as the service reports them
+};
+#define RECORD L"386 bytes fnv1a=ae2d16f4e52138ba"
+// clang-format off
+/// By number. Arguments of one type differ, and procedures of the same types have the same hash.
+constexpr Procedure Procedures[] = {
+    {nullptr,                      0x5445B66F, [](Buffers&) { return CallStub(Stub_Probe); }, L""},
+    {nullptr,                      0x5445B66F, [](Buffers&) { return CallStub(Stub_Opnum1); }, L""},
+    {"RPCAPI::ListEnroll",         0x7E86ED00, [](Buffers& b) { return RPCAPI::ListEnroll(b.record, &b.value, &b.count); }, L"records=" RECORD L", value=-7, recordCount=1"},
+    {"RPCAPI::EnrollCapture",      0x10050AF2, [](Buffers& b) { return RPCAPI::EnrollCapture(&b.value); }, L"value=-7"},
+    {"RPCAPI::EnrollCommit",       0xA40B2EB1, [](Buffers& b) { return RPCAPI::EnrollCommit(b.record); }, L"record=" RECORD},
+    {"RPCAPI::EnrollBegin",        0x5445B66F, [](Buffers&) { return RPCAPI::EnrollBegin(); }, L""},
+    {"RPCAPI::EnrollCount",        0x10050AF2, [](Buffers& b) { return RPCAPI::EnrollCount(&b.count); }, L"count=1"},
+    {"RPCAPI::ListUserFinger",     0xC8837184, [](Buffers& b) { return RPCAPI::ListUserFinger(L"\u00C4", L"\u0416", b.fingers); }, L"first=\"\u00C4\", second=\"\u0416\""},
+    {"RPCAPI::IdentifyEnroll",     0xCC54F2E9, [](Buffers& b) { return RPCAPI::IdentifyEnroll(b.record); }, L""},
+    {"RPCAPI::IdleIdentifyEnroll", 0xCC54F2E9, [](Buffers& b) { return RPCAPI::IdleIdentifyEnroll(b.record); }, L""},
+    {"RPCAPI::ModifyUserData",     0x87BBE495, [](Buffers& b) { return RPCAPI::ModifyUserData(&b.record, 255); }, L"record=" RECORD L", flag=255"},
+    {"RPCAPI::DeleteFinger",       0x7126D893, [](Buffers&) { return RPCAPI::DeleteFinger(L"a", L"b", 255); }, L"first=\"a\", second=\"b\", finger=255"},
+    {"RPCAPI::SetFAP",             0x457747D8, [](Buffers&) { return RPCAPI::SetFAP(nullptr, reinterpret_cast<const byte*>("n"), L"w"); }, L"first=null, second=\"n\", third=\"w\""},
+    {"RPCAPI::GetFPVersion",       0xD8513D27, [](Buffers& b) { return RPCAPI::GetFPVersion(b.version); }, L""},
+    {"RPCAPI::GetAuthUserCreds",   0xCC54F2E9, [](Buffers& b) { return RPCAPI::GetAuthUserCreds(b.record); }, L""},
+    {"RPCAPI::IsAdminRegister",    0x5445B66F, [](Buffers&) { return RPCAPI::IsAdminRegister(); }, L""},
+    {"RPCAPI::IsFAPSet",           0x7F675BE8, [](Buffers&) { return RPCAPI::IsFAPSet(L"a"); }, L"name=\"a\""},
+    {"RPCAPI::ResotreUserData",    0x615914F1, [](Buffers& b) { return RPCAPI::ResotreUserData(b.record, b.data + 1, 3); }, L"record=" RECORD L", data=3 bytes 020304, byteCount=3"},
+    {"RPCAPI::BackupUserData",     0x8CB9E97D, [](Buffers& b) { return RPCAPI::BackupUserData(L"a", L"b", b.data, &(b.count = 4)); }, L"first=\"a\", second=\"b\", data=4 bytes 01020304, byteCount=4"},
+    {"RPCAPI::GetUserData",        0x38110C4D, [](Buffers& b) { return RPCAPI::GetUserData(L"a", L"b", b.record); }, L"first=\"a\", second=\"b\""},
+    {"RPCAPI::DeleteUserData",     0x7C01F8EB, [](Buffers&) { return RPCAPI::DeleteUserData(L"a", L"b"); }, L"first=\"a\", second=\"b\""},
+    {"RPCAPI::DeleteFAPUserData",  0x77B6F268, [](Buffers&) { return RPCAPI::DeleteFAPUserData(L"a", 255); }, L"name=\"a\", flag=255"},
+    {"RPCAPI::PbaEnable",          0x601349DF, [](Buffers&) { return RPCAPI::PbaEnable(255); }, L"enable=255"},
+    {"RPCAPI::IsPbaEnable",        0x5445B66F, [](Buffers&) { return RPCAPI::IsPbaEnable(); }, L""},
+    {nullptr,                      0x5445B66F, [](Buffers&) { return CallStub(Stub_Opnum24); }, L""},
+    {nullptr,                      0x5445B66F, [](Buffers&) { return CallStub(Stub_Opnum25); }, L""},
+    {nullptr,                      0x811C9DC5, [](Buffers&) { CallStub(Stub_Opnum26); return Void; }, L""},
+    {nullptr,                      0x32610B80, [](Buffers&) { CallStub(Stub_Opnum27, L"a"); return Void; }, L"text=\"a\""},
+    {nullptr,                      0x8A39C275, [](Buffers&) { CallStub(Stub_Opnum28, 255); return Void; }, L"value=255"},
+    {nullptr,                      0x7F675BE8, [](Buffers&) { return CallStub(Stub_Opnum29, L"a"); }, L"text=\"a\""},
+    {"RPCAPI::CaptureStop",        0x811C9DC5, [](Buffers&) { RPCAPI::CaptureStop(); return Void; }, L""},
+    {nullptr,                      0x8939C0E2, [](Buffers&) { CallStub(Stub_Opnum31, -128); return Void; }, L"value=-128"},
+};
+// clang-format on
+static_assert(std::size(Procedures) == 32);
+
+MIDL_STUB_DESC g_stub;
+const byte* g_format;
+
+CLIENT_CALL_RETURN __cdecl SeeCall(PMIDL_STUB_DESC stub, PFORMAT_STRING format, ...)
+{
+    g_stub = *stub;
+    g_format = format;
+    return {};
+}
+
+/// A hash of each parameter's direction and type, and of the result's.
+unsigned TypesOf(const MIDL_STUB_DESC& stub, const byte* format)
+{
+    constexpr int Header = 26;
+    constexpr byte UniquePointer = 0x12;
+    constexpr byte WideString = 0x25;
+    unsigned hash = 2166136261;
+    const auto add = [&](const byte* bytes, int count) {
+        for (; count > 0; --count)
+            hash = (hash ^ *bytes++) * 16777619;
+    };
+    const auto number = [](const byte* bytes) { return *reinterpret_cast<const short*>(bytes); };
+    for (const byte* parameter = format + Header; parameter < format + Header + 6 * format[15];
+         parameter += 6) {
+        add(parameter, 2);
+        if ((parameter[0] & 0x40) != 0) { // of a base type, told right here
+            add(parameter + 4, 1);
+            continue;
+        }
+        const byte* type = stub.pFormatTypes + number(parameter + 4);
+        if (type[0] == UniquePointer && type[1] == 0) {
+            add(type, 2);
+            type += 2 + number(type + 2);
+        }
+        add(type, type[0] == WideString ? 2 : 4);
+    }
+    return hash;
+}
 
 /// A different answer for each procedure, from both ends of the range.
 constexpr long ResultOf(int opnum)
@@ -21,263 +125,175 @@ constexpr long ResultOf(int opnum)
     return opnum % 2 != 0 ? LONG_MIN + opnum : LONG_MAX - opnum;
 }
 
-std::string Line(int opnum, const std::wstring& arguments, const std::wstring& result)
+} // namespace
+
+TEST_CASE("what the stubs tell the RPC runtime")
 {
-    return ToUtf8(std::to_wstring(opnum) + L"(" + arguments + L") = " + result);
-}
+    const auto& client = *static_cast<const RPC_CLIENT_INTERFACE*>(Stub_VexaFP_v1_0_c_ifspec);
+    const RPC_SYNTAX_IDENTIFIER identity{
+        {0x3c16ea64, 0xf870, 0x4b16, {0xb6, 0x4c, 0xed, 0x81, 0xbe, 0x35, 0xf7, 0xe4}}, {1, 0}};
+    const RPC_SYNTAX_IDENTIFIER ndr{
+        {0x8a885d04, 0x1ceb, 0x11c9, {0x9f, 0xe8, 0x08, 0x00, 0x2b, 0x10, 0x48, 0x60}}, {2, 0}};
+    CHECK(std::memcmp(&client.InterfaceId, &identity, sizeof identity) == 0);
+    CHECK(std::memcmp(&client.TransferSyntax, &ndr, sizeof ndr) == 0);
+    CHECK(client.DispatchTable->DispatchTableCount == 1);
+    CHECK(client.Flags == RPCFLG_HAS_CALLBACK);
 
-/// Calls, and what the service has to report of them.
-struct Conversation : BoundService {
-    std::vector<std::string> expected;
-
-    Conversation()
-    {
-        for (int opnum = 0; opnum < 32;
-             ++opnum) // refused for those whose result is scripted otherwise or missing
-            ServiceClient::Tell(L"result " + std::to_wstring(opnum) + L" " +
-                                std::to_wstring(ResultOf(opnum)));
-    }
-    void Answered(int opnum, const std::wstring& arguments, long result, long wanted)
-    {
+    // Client and simulated service come from one definition: a changed order or type would escape them both.
+    BindFPService();
+    Simulation hooks;
+    hooks.Replace("NdrClientCall2", SeeCall);
+    for (byte opnum = 0; opnum < 32; ++opnum) {
         CAPTURE(opnum);
-        CHECK(result == wanted);
-        expected.push_back(Line(opnum, arguments, std::to_wstring(wanted)));
+        Buffers buffers;
+        Procedures[opnum].call(buffers);
+        // Implicit primitive handle, a flags word of 0, opnum.
+        const byte header[] = {0x32, 0x48, 0, 0, 0, 0, opnum, 0};
+        CHECK(std::memcmp(g_format, header, sizeof header) == 0);
+        CHECK(TypesOf(g_stub, g_format) == Procedures[opnum].types);
+        CHECK(g_stub.RpcInterfaceInformation == &client);
+        CHECK(g_stub.Version == 0x50002);
+        CHECK(g_stub.fCheckBounds == 1);
+        CHECK(g_stub.IMPLICIT_HANDLE_INFO.pPrimitiveHandle == &g_hFPBinding);
     }
-    void Answered(int opnum, const std::wstring& arguments, long result)
-    {
-        Answered(opnum, arguments, result, ResultOf(opnum));
+    UnbindFPService();
+}
+
+TEST_CASE("all 32 procedures: arguments reach the service, results and outputs come back")
+{
+    const BoundService service;
+    for (int opnum = 0; opnum < 32;
+         ++opnum) // refused for those without a result or with a script of their own
+        ServiceClient::Tell(L"result " + std::to_wstring(opnum) + L" " + std::to_wstring(ResultOf(opnum)));
+    REQUIRE(ServiceClient::TellOk(L"place DOMAIN \u00C4nna \"\""));
+    Buffers b[32];
+    long results[32];
+    for (int opnum = 0; opnum < 32; ++opnum)
+        results[opnum] = Procedures[opnum].call(b[opnum]);
+
+    const auto calls = ServiceClient::Report();
+    REQUIRE(calls);
+    REQUIRE(calls->size() == 32);
+    for (int opnum = 0; opnum < 32; ++opnum) {
+        CAPTURE(opnum);
+        const ServiceClient::ReportedCall& call = (*calls)[opnum];
+        CHECK(call.opnum == opnum);
+        CHECK(call.arguments == Procedures[opnum].arguments);
+        const bool isVoid = results[opnum] == Void;
+        CHECK(call.result == (isVoid ? L"void" : std::to_wstring(results[opnum])));
+        CHECK((isVoid || results[opnum] == (opnum == 8 ? 0 : ResultOf(opnum))));
     }
-    void Returned(int opnum, const std::wstring& arguments)
-    {
-        expected.push_back(Line(opnum, arguments, L"void"));
-    }
+    CHECK(b[2].User() == L"DOMAIN\\enrolled-user:enrolled-password");
+    CHECK(b[2].value == 93);
+    CHECK(b[3].value == 93);
+    CHECK(b[6].count == 101);
+    CHECK(std::string(reinterpret_cast<char*>(b[7].fingers)) == "\xF0\xF1\xF2\xF3\xF4\xF5\xF6\xF7\xF8\xF9");
+    CHECK(b[8].User() == L"DOMAIN\\\u00C4nna:");
+    CHECK(b[9].User() == L"IDLE-DOMAIN\\idle-user:idle-password");
+    CHECK((b[10].record[0] == 0xFF && b[10].record[385] == byte(~385)));
+    CHECK(std::wstring(b[13].version, 81) == L"VexaFP simulator 1.0" + std::wstring(60, L'\0') + L'?');
+    CHECK(b[14].User() == L"AUTH-DOMAIN\\auth-user:auth-password");
+    CHECK((b[18].count == 3 && std::memcmp(b[18].data, "\2\3\4\4\5", 5) == 0)); // what 17 has stored
+    CHECK(b[19].User() == L"b\\a:user-data");
+
+    REQUIRE(ServiceClient::TellOk(L"error -2147483648"));
+    CHECK(RPCAPI::IdentifyEnroll(b[8].record) == LONG_MIN);
+}
+
+namespace {
+
+struct Raise {
+    DWORD code;
+    DWORD flags;
+    const char* name;
 };
+std::vector<Raise> g_raises;
+decltype(&RaiseException) g_raise;
 
-/// Bytes that betray a shift.
-Bytes Noise(size_t count, unsigned seed)
+/// Notes an exception that is raised under a function's name, and goes on behind it as a handler may do.
+void WINAPI NoteRaise(DWORD code, DWORD flags, DWORD count, const ULONG_PTR* arguments)
 {
-    Bytes bytes(count);
-    bytes.reserve(1); // not null even for none
-    for (byte& b : bytes)
-        b = static_cast<byte>((seed = seed * 1103515245 + 12345) >> 16);
-    return bytes;
+    if (count == 1)
+        g_raises.push_back({code, flags, reinterpret_cast<const char*>(arguments[0])});
+    else
+        g_raise(code, flags, count, arguments);
 }
 
-Record NoiseRecord(unsigned seed)
+void CheckEveryFunction(DWORD code)
 {
-    Record record;
-    std::ranges::copy(Noise(record.size(), seed), record.begin());
-    return record;
-}
-
-Record MakeRecord(std::wstring_view user, std::wstring_view password, std::wstring_view domain)
-{
-    Record record{};
-    std::ranges::copy(user, reinterpret_cast<wchar_t*>(record.data()));
-    std::ranges::copy(password, reinterpret_cast<wchar_t*>(record.data() + 132));
-    std::ranges::copy(domain, reinterpret_cast<wchar_t*>(record.data() + 320));
-    return record;
-}
-
-std::wstring Number(const wchar_t* name, long value)
-{
-    return std::wstring(name) + L"=" + std::to_wstring(value);
-}
-
-std::wstring TwoTexts(const wchar_t* first, const wchar_t* second)
-{
-    return L"first=" + QuotedText(first) + L", second=" + QuotedText(second);
-}
-
-std::wstring Sent(const wchar_t* name, const Bytes& bytes)
-{
-    return std::wstring(name) + L"=" + BytesText(bytes.data(), bytes.size());
-}
-
-void TalkOfNumbers(Conversation& service)
-{
-    service.Answered(0, L"", CallStub(Stub_Probe));
-    service.Answered(1, L"", CallStub(Stub_Opnum1));
-    service.Answered(5, L"", RPCAPI::EnrollBegin());
-    service.Answered(15, L"", RPCAPI::IsAdminRegister());
-    service.Answered(23, L"", RPCAPI::IsPbaEnable());
-    service.Answered(24, L"", CallStub(Stub_Opnum24));
-    service.Answered(25, L"", CallStub(Stub_Opnum25));
-    CallStub(Stub_Opnum26);
-    service.Returned(26, L"");
-    RPCAPI::CaptureStop();
-    service.Returned(30, L"");
-    for (const long value : {LONG_MIN, -1L, LONG_MAX - 100}) {
-        long inOut = value;
-        service.Answered(3, Number(L"value", value), RPCAPI::EnrollCapture(&inOut));
-        CHECK(inOut == value + 100);
-        inOut = value;
-        service.Answered(6, Number(L"count", value), RPCAPI::EnrollCount(&inOut));
-        CHECK(inOut == value + 100);
-    }
-    for (const int value : {0, 255}) {
-        service.Answered(22, Number(L"enable", value), RPCAPI::PbaEnable(value));
-        CallStub(Stub_Opnum28, static_cast<unsigned char>(value));
-        service.Returned(28, Number(L"value", value));
-    }
-    for (const signed char value : {-128, -1, 127}) {
-        CallStub(Stub_Opnum31, value);
-        service.Returned(31, Number(L"value", value));
-    }
-}
-
-void TalkOfTexts(Conversation& service)
-{
-    const std::wstring endless(3000, L'\u4E2D');
-    const wchar_t* const texts[] = {L"", L"\u00C4nna \u0416 \u0645\u0631\u062D \U0001F590 \xD800 \"\\\t",
-                                    endless.c_str()};
-    const char* const narrowTexts[] = {nullptr, "", "\x80-\xFF"};
-    for (size_t i = 0; i < std::size(texts); ++i) {
-        const wchar_t* const first = texts[i];
-        const wchar_t* const second = texts[(i + 1) % std::size(texts)];
-        const std::wstring two = TwoTexts(first, second);
-        const std::wstring name = L"name=" + QuotedText(first);
-        const unsigned char number = static_cast<unsigned char>(255 * i);
-        Bytes fingers(11);
-        service.Answered(7, two, RPCAPI::ListUserFinger(first, second, fingers.data()));
-        CHECK(fingers == Bytes{0xF0, 0xF1, 0xF2, 0xF3, 0xF4, 0xF5, 0xF6, 0xF7, 0xF8, 0xF9, 0});
-        service.Answered(11, two + Number(L", finger", number), RPCAPI::DeleteFinger(first, second, number));
-        const char* const a = narrowTexts[i];
-        const char* const b = narrowTexts[(i + 1) % std::size(narrowTexts)];
-        service.Answered(
-            12, L"first=" + QuotedText(a) + L", second=" + QuotedText(b) + L", third=" + QuotedText(first),
-            RPCAPI::SetFAP(reinterpret_cast<const unsigned char*>(a),
-                           reinterpret_cast<const unsigned char*>(b), first));
-        service.Answered(16, name, RPCAPI::IsFAPSet(first));
-        service.Answered(20, two, RPCAPI::DeleteUserData(first, second));
-        service.Answered(21, name + Number(L", flag", number), RPCAPI::DeleteFAPUserData(first, number));
-        CallStub(Stub_Opnum27, first);
-        service.Returned(27, L"text=" + QuotedText(first));
-        service.Answered(29, L"text=" + QuotedText(first), CallStub(Stub_Opnum29, first));
-    }
-    service.Answered(21, L"name=\"\", flag=-2147483648", CallStub(Stub_DeleteFAPUserData, L"", LONG_MIN));
-    std::wstring version(81, L'?');
-    service.Answered(13, L"", RPCAPI::GetFPVersion(version.data()));
-    CHECK((version == L"VexaFP simulator 1.0" + std::wstring(60, L'\0') + L'?'));
-}
-
-void TalkOfRecords(Conversation& service)
-{
-    std::wstring hex;
-    for (const byte b : NoiseRecord(1)) {
-        hex += L"0123456789abcdef"[b >> 4];
-        hex += L"0123456789abcdef"[b & 15];
-    }
-    const struct {
-        std::wstring script;
-        long result;
-        Record record;
-    } identifications[] = {
-        {L"place DOMAIN \u00C4nna \"\"", 0, MakeRecord(L"\u00C4nna", L"", L"DOMAIN")},
-        {L"record " + hex, 0, NoiseRecord(1)},
-        {L"busy 1", 501, {}},
-        {L"error -2147483648", LONG_MIN, {}},
-    };
-    Record record = NoiseRecord(2);
-    for (const auto& [script, result, expected] : identifications) {
-        REQUIRE(ServiceClient::TellOk(script));
-        service.Answered(8, L"", RPCAPI::IdentifyEnroll(record.data()), result);
-        CHECK(record == expected);
-    }
-    service.Answered(9, L"", RPCAPI::IdleIdentifyEnroll(record.data()));
-    CHECK(record == MakeRecord(L"idle-user", L"idle-password", L"IDLE-DOMAIN"));
-    service.Answered(14, L"", RPCAPI::GetAuthUserCreds(record.data()));
-    CHECK(record == MakeRecord(L"auth-user", L"auth-password", L"AUTH-DOMAIN"));
-    service.Answered(19, TwoTexts(L"\u0416", L"HERE"),
-                     RPCAPI::GetUserData(L"\u0416", L"HERE", record.data()));
-    CHECK(record == MakeRecord(L"\u0416", L"user-data", L"HERE"));
-
-    Bytes bytes = Noise(386, 3);
-    const std::wstring sent = Sent(L"record", bytes);
-    service.Answered(4, sent, RPCAPI::EnrollCommit(bytes.data()));
-    Bytes inverted = bytes;
-    for (byte& b : inverted)
-        b = static_cast<byte>(~b);
-    service.Answered(10, sent + L", flag=255",
-                     RPCAPI::ModifyUserData(reinterpret_cast<FP_RECORD*>(bytes.data()), 255));
-    CHECK(bytes == inverted);
-    service.Answered(10, L"record=null, flag=-1", CallStub(Stub_ModifyUserData, nullptr, -1));
-}
-
-/// Fetches the service's backup into buffers of several sizes.
-void TalkOfBackup(Conversation& service, const Bytes& backup)
-{
-    const long size = static_cast<long>(backup.size());
-    const std::wstring texts = TwoTexts(L"", L"\u0416");
-    long count = 5;
-    service.Answered(18, texts + L", data=null, byteCount=5",
-                     RPCAPI::BackupUserData(L"", L"\u0416", nullptr, &count));
-    CHECK(count == size);
-    for (const long room : {0, 5, 70001}) {
-        Bytes data = Noise(room, 4);
-        Bytes expected = data;
-        std::copy_n(backup.begin(), std::min(room, size), expected.begin());
-        count = room;
-        const std::wstring sent = texts + Sent(L", data", data) + Number(L", byteCount", room);
-        service.Answered(18, sent, RPCAPI::BackupUserData(L"", L"\u0416", data.data(), &count));
-        CHECK(count == std::min(room, size));
-        CHECK(data == expected);
-    }
-}
-
-void TalkOfBuffers(Conversation& service)
-{
-    REQUIRE(ServiceClient::TellOk(L"enrol D2 second p2"));
-    const std::array enrolled{MakeRecord(L"enrolled-user", L"enrolled-password", L"DOMAIN"),
-                              MakeRecord(L"second", L"p2", L"D2")};
-    for (const long room : {0, 1, 2, 40}) { // 40 records are several fragments on the wire
-        Bytes records = Noise(room * sizeof(Record), 5);
-        Bytes expected = records;
-        std::copy_n(enrolled[0].data(), std::min(room, 2L) * sizeof(Record), expected.data());
-        long value = -7;
-        long count = room;
-        const std::wstring sent = Sent(L"records", records) + L", value=-7" + Number(L", recordCount", room);
-        service.Answered(2, sent, RPCAPI::ListEnroll(records.data(), &value, &count));
-        CHECK(count == std::min(room, 2L));
-        CHECK(value == 93);
-        CHECK(records == expected);
-    }
-    for (const long given : {0, 40, -1}) { // no buffer, no records, whatever the count
-        long value = 0;
-        long count = given;
-        service.Answered(2, Number(L"records=null, value=0, recordCount", given),
-                         RPCAPI::ListEnroll(nullptr, &value, &count));
-        CHECK(count == 2);
-    }
-    TalkOfBackup(service, {0xB0, 0xB1, 0xB2, 0xB3, 0xB4, 0xB5, 0xB6, 0xB7, //
-                           0xB8, 0xB9, 0xBA, 0xBB, 0xBC, 0xBD, 0xBE, 0xBF});
-    for (const long size : {0, 1, 70000}) {
-        Bytes record = Noise(386, 6);
-        const Bytes data = Noise(size, 7);
-        service.Answered(17, Sent(L"record", record) + Sent(L", data", data) + Number(L", byteCount", size),
-                         RPCAPI::ResotreUserData(record.data(), data.data(), size));
-        TalkOfBackup(service, data);
+    Simulation hooks;
+    hooks.Replace("RaiseException", NoteRaise, &g_raise);
+    for (const Procedure& procedure : Procedures) {
+        if (procedure.name == nullptr)
+            continue;
+        CAPTURE(procedure.name);
+        g_raises.clear();
+        Buffers buffers;
+        const long result = procedure.call(buffers);
+        CHECK((result == 0 || result == Void)); // as it stood before the call
+        REQUIRE(g_raises.size() == 1);
+        CHECK(g_raises[0].code == code);
+        CHECK(g_raises[0].flags == 0x80001234); // its lowest bit makes it continuable
+        CHECK(std::string(g_raises[0].name) == procedure.name);
     }
 }
 
 } // namespace
 
-TEST_CASE_FIXTURE(Conversation,
-                  "all 32 procedures: arguments reach the service, results and outputs come back")
+TEST_CASE("the service's reset frees an identification that ignores the stop")
 {
-    TalkOfNumbers(*this);
-    TalkOfTexts(*this);
-    TalkOfRecords(*this);
-    TalkOfBuffers(*this);
-
-    const auto calls = ServiceClient::Report();
-    REQUIRE(calls);
-    REQUIRE(calls->size() == expected.size());
-    std::set<int> opnums;
-    for (size_t i = 0; i < expected.size(); ++i) {
-        const ServiceClient::ReportedCall& call = (*calls)[i];
-        CHECK(Line(call.opnum, call.arguments, call.result) == expected[i]);
-        opnums.insert(call.opnum);
-    }
-    CHECK(opnums.size() == 32);
+    const BoundService service;
+    REQUIRE(ServiceClient::TellOk(L"ignore-stop on"));
+    static std::atomic<long> result = 0;
+    const auto identify = [](void*) -> DWORD {
+        Buffers buffers;
+        result = RPCAPI::IdentifyEnroll(buffers.record);
+        return 0;
+    };
+    const KernelHandle thread(CreateThread(nullptr, 0, identify, nullptr, 0, nullptr));
+    REQUIRE(ServiceClient::TellOk(L"wait IdentifyEnroll"));
+    RPCAPI::CaptureStop();
+    CHECK(WaitForSingleObject(thread.Get(), 50) == WAIT_TIMEOUT);
+    REQUIRE(ServiceClient::TellOk(L"reset"));
+    REQUIRE(WaitForSingleObject(thread.Get(), 10000) == WAIT_OBJECT_0);
+    CHECK(result == ERROR_CANCELLED);
 }
+
+TEST_SUITE_BEGIN("service loss");
+
+TEST_CASE("each named function raises again, under its own name, what its call raised")
+{
+    const BoundService service;
+    CHECK(Guarded([] { RPCAPI::IsFAPSet(nullptr); }).code == RPC_X_NULL_REF_POINTER);
+    CHECK(RPCAPI::IsPbaEnable() == 1);
+    UnbindFPService(); // though the service is there
+    CheckEveryFunction(RPC_S_INVALID_BINDING);
+    g_service.Kill();
+    BindFPService(); // and so without the connection to it
+    CheckEveryFunction(RPC_S_SERVER_UNAVAILABLE);
+}
+
+TEST_CASE("a service that dies in mid-call raises; its successor is reached after binding again")
+{
+    const BoundService service;
+    static SehResult guarded;
+    const auto identify = [](void*) -> DWORD {
+        Buffers buffers;
+        guarded = Guarded([&] { RPCAPI::IdentifyEnroll(buffers.record); });
+        return 0;
+    };
+    const KernelHandle thread(CreateThread(nullptr, 0, identify, nullptr, 0, nullptr));
+    REQUIRE(ServiceClient::TellOk(L"wait IdentifyEnroll"));
+    REQUIRE(ServiceClient::TellOk(L"die"));
+    REQUIRE(WaitForSingleObject(thread.Get(), 10000) == WAIT_OBJECT_0);
+    CHECK(guarded.raised);
+    CHECK(guarded.code == RPC_S_CALL_FAILED);
+    REQUIRE(g_service.WaitForEnd(10000));
+    CHECK(ConnectFPService() == 0);
+    REQUIRE(g_service.Start());
+    UnbindFPService();
+    REQUIRE(BindFPService() == RPC_S_OK);
+    CHECK(RPCAPI::IsPbaEnable() == 1);
+}
+
+TEST_SUITE_END();

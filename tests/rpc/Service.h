@@ -3,31 +3,24 @@
 
 #include "Binding.h"
 #include "FPStub.h"
-#include "Filter.h"
 #include "RPCAPI.h"
 #include "ServiceClient/ServiceControl.h"
 #include "ServiceClient/ServiceProcess.h"
 
 #include <doctest/doctest.h>
 
-ServiceClient::ServiceProcess& ServiceProcess();
+inline ServiceClient::ServiceProcess g_service;
 
 /// A service with its defaults that has received no call, and a binding to it.
 struct BoundService {
-    BoundService();
+    BoundService()
+    {
+        REQUIRE((g_service.IsRunning() || g_service.Start()));
+        REQUIRE(ConnectFPService() == 1);
+        REQUIRE(ServiceClient::TellOk(L"reset"));
+        REQUIRE(ServiceClient::TellOk(L"clear"));
+    }
     ~BoundService() { UnbindFPService(); }
     BoundService(const BoundService&) = delete;
     BoundService& operator=(const BoundService&) = delete;
 };
-
-/// Calls under a filter; see CallUnderFilter.
-template <class Call>
-Raised RaisedBy(Call call, BOOL goOn = FALSE, long* result = nullptr)
-{
-    Raised raised{};
-    const auto invoke = [](void* context) -> long { return (*static_cast<Call*>(context))(); };
-    const long value = CallUnderFilter(invoke, &call, goOn, &raised);
-    if (result != nullptr)
-        *result = value;
-    return raised;
-}

@@ -1,24 +1,15 @@
 #include "Account.h"
 
+#include "SehGuard.h"
 #include "Simulation.h"
 
 #include <oleauto.h>
 
 #include <optional>
 
-// The C++ library's macros of these names would turn the guard below into a C++ one.
-#undef __try
-#undef __catch
-
 namespace {
 
-using WindowsModel::ImportHooks;
-
-struct Logon {
-    std::optional<std::wstring> domain;
-    DWORD type;
-    bool operator==(const Logon&) const = default;
-};
+using Logon = std::pair<std::optional<std::wstring>, DWORD>; // domain, type
 std::vector<Logon> g_logons;
 std::vector<DWORD> g_logonErrors;
 
@@ -30,22 +21,21 @@ BOOL WINAPI ScriptedLogon(const wchar_t* user, const wchar_t* domain, const wcha
 {
     const bool inPlace = std::wstring(L"Anna") == user && std::wstring(L"Secret") == password &&
                          provider == 0 && !token && !sid && !profile && !profileLength && !quotas;
+    const DWORD error = g_logons.size() < g_logonErrors.size() ? g_logonErrors[g_logons.size()] : 0;
     g_logons.push_back({domain != nullptr ? std::optional<std::wstring>(domain) : std::nullopt, type});
-    const DWORD error = g_logons.size() <= g_logonErrors.size() ? g_logonErrors[g_logons.size() - 1] : 0;
     SetLastError(inPlace ? error : ERROR_INVALID_PARAMETER);
     return inPlace && error == 0;
 }
 
 /// An active session on the computer "Simulated-PC".
 struct LogonSimulation : Simulation {
-    LogonSimulation() : Simulation(Group::Accounts | Group::Session), own(GetModuleHandleW(nullptr))
+    LogonSimulation() : Simulation(Group::Accounts | Group::Session)
     {
         (*this)->accounts.computerName = L"Simulated-PC";
-        REQUIRE(own.Replace("LogonUserExW", ScriptedLogon) == ImportHooks::Result::Replaced);
+        Replace("LogonUserExW", ScriptedLogon);
         g_logons.clear();
         g_logonErrors.clear();
     }
-    ImportHooks own;
 };
 
 TEST_CASE("an account is tried here, then under its domain")
@@ -69,6 +59,9 @@ TEST_CASE("an account is tried here, then under its domain")
         {"other",                     L"Corp",         WTSActive,       {},           1, {{L"Corp", 2}}},
         {"other, restricted",         L"Corp",         WTSActive,       {1327},       1, {{L"Corp", 2}}},
         {"other, wrong",              L"Corp",         WTSActive,       {1326},       0, {{L"Corp", 2}}},
+        {"other, outside its hours",  L"Corp",         WTSActive,       {1328},       0, {{L"Corp", 2}}},
+        {"other, expired",            L"Corp",         WTSActive,       {1330},       0, {{L"Corp", 2}}},
+        {"other, disabled",           L"Corp",         WTSActive,       {1331},       0, {{L"Corp", 2}}},
         {"no domain",                 nullptr,         WTSActive,       {},           1, {{std::nullopt, 2}}},
         {"empty domain",              L"",             WTSActive,       {1326},       0, {{L"", 2}}},
         {"local, away",               L"simulated-pc", WTSDisconnected, {},           1, {{Here, 2}}},
@@ -99,63 +92,39 @@ TEST_CASE("an account is tried here, then under its domain")
     CHECK(g_logons == std::vector<Logon>{{L"Corp", 2}});
 }
 
-BSTR(WINAPI* g_allocate)(const OLECHAR*);
-void(WINAPI* g_free)(BSTR);
-int g_untilFailure;
-int g_liveStrings;
-
-BSTR WINAPI AllocateSome(const OLECHAR* text)
-{
-    if (--g_untilFailure < 0)
-        return nullptr;
-    ++g_liveStrings;
-    return g_allocate(text);
-}
-
-void WINAPI CountingFree(BSTR text)
-{
-    g_liveStrings -= text != nullptr ? 1 : 0;
-    g_free(text);
-}
-
-DWORD ExceptionOfCheck()
-{
-    DWORD code = 0;
-    __try {
-        CheckUserAndPwd(L"Anna", L"Secret", L"Corp");
-    } __except (code = GetExceptionCode(), EXCEPTION_EXECUTE_HANDLER) {
-    }
-    return code;
-}
-
 TEST_CASE("without memory for its strings the check raises and leaks nothing")
 {
+    static decltype(&SysAllocString) allocate;
+    static decltype(&SysFreeString) free;
+    static int untilFailure, liveStrings;
     LogonSimulation simulation;
-    REQUIRE(simulation.own.Replace("SysAllocString", AllocateSome, &g_allocate) ==
-            ImportHooks::Result::Replaced);
-    REQUIRE(simulation.own.Replace("SysFreeString", CountingFree, &g_free) == ImportHooks::Result::Replaced);
+    simulation.Replace(
+        "SysAllocString",
+        +[](const OLECHAR* text) -> BSTR {
+            return --untilFailure < 0 ? nullptr : (++liveStrings, allocate(text));
+        },
+        &allocate);
+    simulation.Replace(
+        "SysFreeString",
+        +[](BSTR text) {
+            liveStrings -= text != nullptr ? 1 : 0;
+            free(text);
+        },
+        &free);
     for (const int allocations : {0, 1, 2}) {
         CAPTURE(allocations);
-        g_untilFailure = allocations;
-        CHECK(ExceptionOfCheck() == (allocations < 2 ? 0x8007000E : 0));
-        CHECK(g_liveStrings == 0);
+        untilFailure = allocations;
+        CHECK(Guarded([] { CheckUserAndPwd(L"Anna", L"Secret", L"Corp"); }).code ==
+              (allocations < 2 ? 0x8007000E : 0));
+        CHECK(liveStrings == 0);
         CHECK(g_logons.size() == (allocations < 2 ? 0 : 1));
     }
 }
 
-/// Winlogon's value of automatic logon; no bytes take it away.
-void SetAutoAdminLogon(const std::wstring& units = {}, DWORD type = REG_SZ)
+TEST_CASE("automatic logon is Winlogon's, or a wake-up that asks for no password")
 {
     constexpr wchar_t Key[] = LR"(SOFTWARE\Microsoft\Windows NT\CurrentVersion\Winlogon)";
     constexpr wchar_t Name[] = L"AutoAdminLogon";
-    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, Key, Name);
-    if (!units.empty())
-        REQUIRE(RegSetKeyValueW(HKEY_LOCAL_MACHINE, Key, Name, type, units.data(),
-                                DWORD(units.size() * sizeof(wchar_t))) == ERROR_SUCCESS);
-}
-
-TEST_CASE("automatic logon is Winlogon's, or a wake-up that asks for no password")
-{
     struct Row {
         const char* what;
         BYTE mains;
@@ -180,10 +149,13 @@ TEST_CASE("automatic logon is Winlogon's, or a wake-up that asks for no password
     // clang-format on
     for (const Row& row : rows) {
         CAPTURE(row.what);
+        RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, Key, Name);
         Simulation simulation(Group::Power);
         simulation->power.status.ACLineStatus = row.mains;
         simulation->power.SetConsoleLock(row.onMains, row.onBattery);
-        SetAutoAdminLogon(row.value, row.type);
+        if (!row.value.empty())
+            REQUIRE(RegSetKeyValueW(HKEY_LOCAL_MACHINE, Key, Name, row.type, row.value.data(),
+                                    DWORD(row.value.size() * sizeof(wchar_t))) == ERROR_SUCCESS);
         CHECK(CheckSystemAutoLogon() == row.result);
         const WindowsModel::PowerState power = simulation.windows.Snapshot().power;
         REQUIRE(power.reads.size() == 1);
@@ -191,8 +163,8 @@ TEST_CASE("automatic logon is Winlogon's, or a wake-up that asks for no password
         CHECK(power.reads[0].scheme == power.activeScheme);
     }
 
+    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, Key, Name);
     // A setting that can't be read counts as no password.
-    SetAutoAdminLogon();
     for (const char* function : {"PowerGetActiveScheme", "PowerReadACValueIndex"}) {
         Simulation simulation(Group::Power);
         simulation.FailNext(function, ERROR_FILE_NOT_FOUND);

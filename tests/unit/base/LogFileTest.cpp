@@ -1,7 +1,7 @@
 #include "LogFixture.h"
 
 #include "Handle.h"
-#include "WindowsModel/ImportHooks.h"
+#include "Simulation.h"
 
 #include <algorithm>
 #include <ctime>
@@ -32,6 +32,9 @@ std::wstring LocalTime(std::time_t time, const wchar_t* format)
 
 TEST_CASE_FIXTURE(Folders, "the log folder's existence is the switch")
 {
+    static std::time_t now = 1'700'000'000;
+    Simulation simulation;
+    simulation.Replace("_time64", +[](std::time_t*) { return now; });
     CLogFile writer;
     CHECK(writer.Write(2, L"nowhere") == CLogFile::NO_FOLDER);
     std::string name = log.string();
@@ -41,15 +44,13 @@ TEST_CASE_FIXTURE(Folders, "the log folder's existence is the switch")
     CHECK_FALSE(fs::exists(log));
 
     fs::create_directory(log);
-    const std::time_t before = std::time(nullptr);
     CHECK(writer.Write(2, L"first %s %d", L"w\u00EFde \u4E2D", 5) == CLogFile::WRITTEN);
-    const std::time_t time = fs::exists(log / LocalTime(before, L"%H-%M-%S.txt")) ? before : before + 1;
-    const std::wstring file = LocalTime(time, L"%H-%M-%S.txt");
+    const std::wstring file = LocalTime(now, L"%H-%M-%S.txt");
     CHECK(fs::file_size(log / file) == sizeof(wchar_t) * std::size(L"14:03:59 first w\u00EFde \u4E2D 5\r"));
-    CHECK(ReadLines(log) == std::vector{LocalTime(time, L"%H:%M:%S ") + L"first w\u00EFde \u4E2D 5"});
+    CHECK(ReadLines(log) == std::vector{LocalTime(now, L"%H:%M:%S ") + L"first w\u00EFde \u4E2D 5"});
 
     // A folder that is gone loses its own lines only, and the file's name stays for life.
-    Sleep(1100);
+    now += 12345;
     writer.SetLogDir(other.string());
     CHECK(writer.Write(2, L"lost") == CLogFile::NO_FOLDER);
     fs::create_directory(other);
@@ -59,7 +60,21 @@ TEST_CASE_FIXTURE(Folders, "the log folder's existence is the switch")
     writer.SetLogDir(log.string());
     CHECK(writer.Write(2, L"again") == CLogFile::WRITTEN);
     CHECK(fs::exists(log / file));
-    CHECK(ReadLines(log).size() == 1);
+    CHECK(ReadLines(log) == std::vector{LocalTime(now, L"%H:%M:%S ") + L"again"});
+}
+
+TEST_CASE_FIXTURE(Folders, "a link in the log folder's place counts as missing")
+{
+    Simulation simulation;
+    simulation.Replace(
+        "GetFileAttributesA", +[](const char* /*path*/) -> DWORD {
+            return FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
+        });
+    fs::create_directories(log);
+    CLogFile writer;
+    writer.SetLogDir(log.string());
+    CHECK(writer.Write(2, L"nowhere") == CLogFile::NO_FOLDER);
+    CHECK(fs::is_empty(log));
 }
 
 TEST_CASE("a logging statement is decorated as the flags ask")
@@ -85,13 +100,15 @@ TEST_CASE("an over-long line keeps its first 255 units and harms no other")
     const std::wstring letters(700, L'x');
     for (const std::size_t length : {254u, 255u, 256u, 700u}) {
         CHECK(g_Log.Write(2, L"%s", letters.substr(0, length).c_str()) == CLogFile::WRITTEN);
-        CHECK(log.Lines().back() == letters.substr(0, length).substr(0, 255));
+        CHECK(log.Lines().back() == letters.substr(0, std::min<std::size_t>(length, 255)));
     }
     FP_LOG("Label", letters.c_str());
-    CHECK(log.Lines().back() == (L" Source.cpp Label : " + letters).substr(0, 255));
     FP_LOG("Label", L"short");
-    CHECK(log.Lines().back() == L" Source.cpp Label : short");
-    CHECK(log.Lines().size() == 6);
+    const std::wstring label = L" Source.cpp Label : ";
+    const std::vector<std::wstring> lines = log.Lines();
+    REQUIRE(lines.size() == 6);
+    CHECK(lines[4] == (label + letters).substr(0, 255));
+    CHECK(lines[5] == label + L"short");
 }
 
 TEST_CASE_FIXTURE(Folders, "mode and level choose among log and fallback folder")
@@ -103,20 +120,16 @@ TEST_CASE_FIXTURE(Folders, "mode and level choose among log and fallback folder"
         std::uint32_t result;
         std::size_t logLines, otherLines;
     };
-    // clang-format off
-    constexpr Row Rows[] = {
-        {1, 2, true,  true,  CLogFile::WRITTEN,   1, 0},
-        {1, 2, false, true,  CLogFile::WRITTEN,   0, 1},
-        {1, 7, false, true,  CLogFile::WRITTEN,   0, 1},
-        {2, 2, true,  true,  CLogFile::WRITTEN,   1, 0},
-        {2, 2, false, true,  CLogFile::WRITTEN,   0, 0},
-        {2, 1, false, true,  CLogFile::WRITTEN,   0, 1},
-        {2, 1, false, false, CLogFile::NO_FOLDER, 0, 0},
-        {2, 3, true,  true,  CLogFile::NO_STREAM, 0, 0},
-    };
-    // clang-format on
-    for (const Row& row : Rows) {
-        CAPTURE(&row - Rows);
+    for (const Row& row : {Row{1, 2, true, true, CLogFile::WRITTEN, 1, 0},
+                           {1, 2, false, true, CLogFile::WRITTEN, 0, 1},
+                           {1, 7, false, true, CLogFile::WRITTEN, 0, 1},
+                           {2, 2, true, true, CLogFile::WRITTEN, 1, 0},
+                           {2, 2, false, true, CLogFile::WRITTEN, 0, 0},
+                           {2, 1, false, true, CLogFile::WRITTEN, 0, 1},
+                           {2, 1, false, false, CLogFile::NO_FOLDER, 0, 0},
+                           {2, 3, true, true, CLogFile::NO_STREAM, 0, 0}}) {
+        CAPTURE(int(row.mode));
+        CAPTURE(row.level);
         Remove();
         if (row.logExists)
             fs::create_directory(log);
@@ -139,15 +152,6 @@ TEST_CASE_FIXTURE(Folders, "mode and level choose among log and fallback folder"
     CHECK(writer.Write(2, L"line") == CLogFile::WRITTEN);
 }
 
-decltype(&std::fwrite) g_write;
-
-/// Gives other threads their chance between any two steps of a line.
-std::size_t SlowWrite(const void* data, std::size_t size, std::size_t count, FILE* stream)
-{
-    Sleep(1);
-    return g_write(data, size, count, stream);
-}
-
 DWORD WINAPI WriteLines(void* letter)
 {
     const std::wstring filler(40, static_cast<wchar_t>(reinterpret_cast<std::uintptr_t>(letter)));
@@ -158,8 +162,16 @@ DWORD WINAPI WriteLines(void* letter)
 
 TEST_CASE("lines of several threads never interleave")
 {
-    WindowsModel::ImportHooks hooks(GetModuleHandleW(nullptr));
-    REQUIRE(hooks.Replace("fwrite", SlowWrite, &g_write) == WindowsModel::ImportHooks::Result::Replaced);
+    // Gives other threads their chance between any two steps of a line.
+    static decltype(&std::fwrite) write;
+    Simulation simulation;
+    simulation.Replace(
+        "fwrite",
+        +[](const void* data, std::size_t size, std::size_t count, FILE* stream) {
+            Sleep(1);
+            return write(data, size, count, stream);
+        },
+        &write);
     const CapturedLog log;
     const std::wstring letters = L"ABCD";
     std::vector<KernelHandle> threads;

@@ -16,9 +16,8 @@ namespace fs = std::filesystem;
 inline std::vector<std::wstring> ReadLines(const fs::path& folder)
 {
     std::vector<std::wstring> lines;
-    if (!fs::exists(folder))
-        return lines;
-    for (const auto& entry : fs::directory_iterator(folder)) {
+    std::error_code missing;
+    for (const auto& entry : fs::directory_iterator(folder, missing)) {
         std::ifstream file(entry.path(), std::ios::binary);
         const std::string bytes(std::istreambuf_iterator<char>(file), {});
         std::wstring text(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / sizeof(wchar_t));
@@ -51,8 +50,9 @@ public:
     /// The lines written since.
     std::vector<std::wstring> Lines() const
     {
-        const std::vector<std::wstring> lines = ReadLines(m_folder);
-        return std::vector(lines.begin() + m_before, lines.end());
+        std::vector<std::wstring> lines = ReadLines(m_folder);
+        lines.erase(lines.begin(), lines.begin() + m_before);
+        return lines;
     }
 
 private:

@@ -100,26 +100,24 @@ TEST_CASE_FIXTURE(Keys, "values of any origin are read without overrun")
         std::wstring units;
         std::size_t bytes;
         std::wstring text;
-        std::uint32_t number;
+        std::uint32_t number = 0xFFFFFFFF;
     };
     const std::wstring letters(1000, L'x');
     const std::wstring cut(255, L'x');
-    // clang-format off
     const Row rows[] = {
-        {"number",         REG_DWORD,     {0, 0x8000},      4,    L"",   0x80000000},
-        {"binary number",  REG_BINARY,    {1, 0},           4,    L"",   1},
-        {"short number",   REG_DWORD,     {1, 0},           2,    L"",   0xFFFFFFFF},
-        {"long number",    REG_QWORD,     {1, 0, 0, 0},     8,    L"",   0xFFFFFFFF},
-        {"four bytes",     REG_SZ,        {L'0', 0},        4,    L"0",  0xFFFFFFFF},
-        {"unterminated",   REG_SZ,        L"ab",            4,    L"ab", 0xFFFFFFFF},
-        {"odd length",     REG_SZ,        L"ab",            3,    L"a",  0xFFFFFFFF},
-        {"two ends",       REG_EXPAND_SZ, {L'a', 0, L'b'},  6,    L"a",  0xFFFFFFFF},
-        {"255 and end",    REG_SZ,        cut + L'\0',      512,  cut,   0xFFFFFFFF},
-        {"256",            REG_SZ,        letters,          512,  cut,   0xFFFFFFFF},
-        {"257",            REG_SZ,        letters,          514,  cut,   0xFFFFFFFF},
-        {"nearly 1000",    REG_SZ,        letters,          1999, cut,   0xFFFFFFFF},
+        {"number", REG_DWORD, {0, 0x8000}, 4, L"", 0x80000000},
+        {"binary number", REG_BINARY, {1, 0}, 4, L"", 1},
+        {"short number", REG_DWORD, {1, 0}, 2, L""},
+        {"long number", REG_QWORD, {1, 0, 0, 0}, 8, L""},
+        {"four bytes", REG_SZ, {L'0', 0}, 4, L"0"},
+        {"unterminated", REG_SZ, L"ab", 4, L"ab"},
+        {"odd length", REG_SZ, L"ab", 3, L"a"},
+        {"two ends", REG_EXPAND_SZ, {L'a', 0, L'b'}, 6, L"a"},
+        {"255 and end", REG_SZ, cut + L'\0', 512, cut},
+        {"256", REG_SZ, letters, 512, cut},
+        {"257", REG_SZ, letters, 514, cut},
+        {"nearly 1000", REG_SZ, letters, 1999, cut},
     };
-    // clang-format on
     for (const Row& row : rows) {
         CAPTURE(row.what);
         Store(ProductKey, L"Enable", row.type, row.units, row.bytes);

@@ -22,38 +22,46 @@ TEST_CASE("a service is asked until it runs or is stopped")
         {"stops in between",   {{SERVICE_RUNNING, 50}, {SERVICE_STOPPED, 0}},                                   0, {50}},
         {"starts",             {{SERVICE_START_PENDING, 3}, {SERVICE_START_PENDING, 4}, {SERVICE_RUNNING, 5}},  1, {3, 4}},
         {"stops",              {{SERVICE_STOP_PENDING, 7}, {SERVICE_STOP_PENDING, 8}, {SERVICE_STOPPED, 9}},    0, {7, 8}},
-        {"is paused",          {{SERVICE_PAUSED, 20}, {SERVICE_PAUSED, 0}, {SERVICE_RUNNING, 0}},               1, {20, 0}},
+        {"is paused",          {{SERVICE_PAUSED, 20}, {SERVICE_PAUSED, 0}, {SERVICE_RUNNING, 0}},               1, {20, 100}},
+        {"hints at nothing",   {{SERVICE_PAUSED, 0}, {SERVICE_START_PENDING, 0}, {SERVICE_RUNNING, 0}},         1, {0, 100}},
         {"fails at once",      {{SERVICE_RUNNING, 11, Broken}},                                                 0, {}},
         {"fails when settled", {{SERVICE_RUNNING, 12}, {SERVICE_RUNNING, 0, Broken}},                           0, {12}},
         {"fails when pending", {{SERVICE_START_PENDING, 13}, {SERVICE_PAUSED, 14}, {SERVICE_RUNNING, 0, Broken}}, 0, {13, 14}},
     };
     // clang-format on
+    Simulation simulation(Group::Services | Group::Clock);
     for (const Row& row : rows) {
         CAPTURE(row.what);
-        Simulation simulation(Group::Services | Group::Clock);
+        simulation.windows.Reset();
         simulation->clock.SetScale(0);
         simulation->services.Script(L"VexaFPService", row.steps);
         CHECK(IsServiceRunning(L"VexaFPService") == row.result);
-
         const WindowsModel::State state = simulation.windows.Snapshot();
         CHECK(state.clock.Sleeps() == row.sleeps);
         REQUIRE(state.services.opens.size() == 2);
         CHECK(state.services.opens[0].access == GENERIC_READ);
-        CHECK(state.services.opens[1].service == L"VexaFPService");
         CHECK(state.services.opens[1].access == SERVICE_QUERY_STATUS);
         CHECK(state.ledger.Clean());
     }
-}
-
-TEST_CASE("a service that can't be opened does not run")
-{
-    Simulation simulation(Group::Services | Group::Clock);
-    simulation->services.Script(L"VexaFPService", {{SERVICE_RUNNING, 0}});
+    // One that can't be opened does not run.
     simulation.FailNext("OpenSCManagerW", ERROR_ACCESS_DENIED);
     CHECK(IsServiceRunning(L"VexaFPService") == 0);
     CHECK(IsServiceRunning(L"unknown") == 0);
     CHECK(simulation->ledger.Clean());
-    CHECK(simulation->clock.waits.empty());
+}
+
+TEST_CASE("a pending service is waited for as long as the caller wants")
+{
+    Simulation simulation(Group::Services | Group::Clock);
+    simulation->clock.SetScale(0);
+    simulation->services.Script(L"VexaFPService", {{SERVICE_PAUSED, 0}});
+    int turns = 3;
+    const auto countDown = [](void* left) { return --*static_cast<int*>(left) >= 0; };
+    CHECK(IsServiceRunning(L"VexaFPService", countDown, &turns) == 0);
+    CHECK(simulation->clock.Sleeps() == std::vector<DWORD>{0, 100, 100, 100});
+    // One that has settled is no reason to ask.
+    simulation->services.Script(L"VexaFPService", {{SERVICE_RUNNING, 0}});
+    CHECK(IsServiceRunning(L"VexaFPService", countDown, &turns) == 1);
 }
 
 } // namespace

@@ -10,10 +10,10 @@ using WindowsModel::Group;
 /// A new machine whose functions of `groups` stand in for Windows' own until the object goes.
 class Simulation {
 public:
-    explicit Simulation(Group groups) : hooks(GetModuleHandleW(nullptr))
+    explicit Simulation(Group groups = Group::None)
     {
         windows.Reset();
-        REQUIRE(windows.Hook(hooks, groups).failed.empty());
+        REQUIRE(windows.Hook(m_hooks, groups).failed.empty());
     }
 
     WindowsModel::SimulatedWindows::Locked operator->() { return windows.Lock(); }
@@ -22,6 +22,16 @@ public:
         REQUIRE(windows.FailNext(function, code, 0, times));
     }
 
+    /// A test's own function stands in for Windows' or the simulation's.
+    template <class Function>
+    void Replace(const char* name, Function* replacement, Function** original = nullptr)
+    {
+        REQUIRE(m_own.Replace(name, replacement, original) == WindowsModel::ImportHooks::Result::Replaced);
+    }
+
     WindowsModel::SimulatedWindows& windows = WindowsModel::SimulatedWindows::Instance();
-    WindowsModel::ImportHooks hooks;
+
+private:
+    WindowsModel::ImportHooks m_hooks{GetModuleHandleW(nullptr)};
+    WindowsModel::ImportHooks m_own{GetModuleHandleW(nullptr)}; // restored first
 };
