@@ -1,34 +1,29 @@
 # shellcheck shell=bash
 # How fast the shipped DLL is here, beside the floor: tools/bench, run on a machine prepared for it.
 
-word bench "how fast the DLL is, each figure beside what its calls of Windows cost alone; leaves build/bench.json" \
+word bench "how fast the DLL is, each figure beside what its calls of Windows cost alone; build/bench.json" \
     "${build_packages[@]}" "${wine_packages[@]}"
-
-bench_samples=100
-bench_idle=30
 
 help_bench() {
     cat <<'END'
-Takes about two minutes, the build apart; nothing else should run meanwhile. docs/performance.md explains the figures.
-
+A table of figures, each beside its floor; docs/performance.md explains them. Takes about two minutes, the build apart;
+nothing else should run meanwhile.
   --samples N   samples of most figures (100)
   --smoke       few samples: only whether all figures come out, and none is absurd
 END
 }
 
 options_bench() {
+    bench_samples=100 bench_idle=30
     while (($#)); do
         case $1 in
-        --smoke)
-            bench_samples=8
-            bench_idle=10
-            ;;
+        --smoke) bench_samples=8 bench_idle=10 ;;
         --samples)
             [[ ${2-} =~ ^[1-9][0-9]{0,4}$ ]] || die "--samples takes a number of samples."
             bench_samples=$2
             shift
             ;;
-        *) die "\"bench\" has no option \"$1\"." ;;
+        *) die "\"bench\" has no option \"$1\"; see ./run bench --help." ;;
         esac
         shift
     done
@@ -36,7 +31,7 @@ options_bench() {
 
 # bench_windows SECONDS PROGRAM...: runs a Windows program in the build folder.
 bench_windows() {
-    (cd "$build" && exec timeout --foreground "$1" wine "${@:2}" 2>/dev/null) | tr -d '\r'
+    (cd "$build" && exec timeout "$1" wine "${@:2}" 2>/dev/null) | tr -d '\r'
 }
 
 # Under load Wine now and then fails to start a child process; the next attempt does it.
@@ -60,14 +55,14 @@ bench_prepare() {
 }
 
 run_bench() {
-    local status=0 limit=$((120 + bench_idle + 5 * bench_samples))
+    local status=0
     build_targets Bench
     start_windows
     bench_prepare
     say "Measuring, about $((bench_idle + bench_samples)) seconds"
     # The kernel under Wine knows this shell, and what it becomes, by one number.
     # shellcheck disable=SC2016  # it is the inner shell's
-    (cd "$build" && exec timeout --foreground "$limit" bash -c 'exec wine ./Bench.exe "$@" $$' \
+    (cd "$build" && exec timeout $((120 + bench_idle + 5 * bench_samples)) bash -c 'exec wine ./Bench.exe "$@" $$' \
         bench "$bench_samples" "$bench_idle" 2>"$build/bench-errors.txt") || status=$?
     ((status == 0)) || die "Bench ended with $status. It said: $(cat "$build/bench-errors.txt")"
     [[ -s $build/bench.json ]] || die "Bench has left no build/bench.json. It said: $(cat "$build/bench-errors.txt")"
