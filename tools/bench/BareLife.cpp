@@ -77,7 +77,7 @@ void Write(const std::wstring& line)
     std::fclose(file);
 }
 
-// What was bound before leaks, as it does in the DLL: meant.
+// What was bound before leaks, as it does in the DLL: deliberate.
 void Bind()
 {
     RpcStringBindingComposeW(nullptr, RPC_WSTR(L"ncalrpc"), nullptr, RPC_WSTR(L"VexaFP"), nullptr,
@@ -347,7 +347,7 @@ void Start()
     const HRSRC resource = FindResourceW(module, MAKEINTRESOURCEW(promptImage), L"PNG");
     const HGLOBAL loaded = LoadResource(module, resource);
     const DWORD size = SizeofResource(module, resource);
-    const HGLOBAL block = GlobalAlloc(GMEM_FIXED, size); // leaks too: meant
+    const HGLOBAL block = GlobalAlloc(GMEM_FIXED, size); // leaks too: deliberate
     std::memcpy(block, LockResource(loaded), size);
     IStream* stream = nullptr;
     CreateStreamOnHGlobal(block, FALSE, &stream);

@@ -47,7 +47,8 @@ Entry Sensor(const wstring& key, const wstring& hardwareId)
 
 /// A machine whose only devices of the vendor are the ones added here, with failure notes switched on.
 struct Devices : Simulation {
-    explicit Devices(const std::vector<Entry>& entries = {}) : Simulation(Group::Devices | Group::Failures | Group::Texts)
+    explicit Devices(const std::vector<Entry>& entries = {})
+        : Simulation(Group::Devices | Group::Failures | Group::Texts)
     {
         Replace("CM_Get_DevNode_Status", ScriptedStatus);
         g_node = {};
