@@ -187,7 +187,7 @@ try_logon() {
         --expect 'FRONTDESK\Anna' --service vcsFPService:running --service VexaFPService:running \
         >"$install_folder/logon.txt" || status=$?
     check "a finger logs on" test "$status" == 0
-    check "through the installed DLL" grep -qiF 'registered as "C:\Program Files\VEXA\FingerPrint' \
+    check "through the installed DLL" grep -qiF 'LoadLibraryExW("C:\Program Files\VEXA\FingerPrint' \
         "$install_folder/logon.txt"
 }
 
