@@ -20,8 +20,9 @@ run_kit() {
         unzip -q "$build/package/VexaFPCredentialProvider-$version-check.zip")
     start_windows
     set_windows_version win10
-    # Every Windows has this list; a Wine prefix gets it with the first provider.
+    # Every Windows has these keys; a Wine prefix gets them with the first provider, and the first policy.
     installed 60 reg add "${installed_list_key%\\*}" /f >/dev/null
+    installed 60 reg add 'HKLM\SOFTWARE\Policies\Microsoft\Windows\System' /f >/dev/null
     machine_state >"$kit/before"
     say "verify.cmd"
     (cd "$kit/The check kit" && timeout 1500 wine cmd /c ".\\verify.cmd" /y 2>&1) | tr -d '\r' || status=$?
