@@ -33,14 +33,6 @@ private:
     const HWND m_window;
 };
 
-void CheckNextLogon(Machine& machine)
-{
-    ProviderLife life(machine);
-    life.StartAndWaitForPrompt();
-    machine.Tell(L"place SIMULATED-PC anna secret");
-    CHECK(life.sink.WaitFor(1));
-}
-
 } // namespace
 
 TEST_CASE("whoever is typing keeps the focus through a whole life")
@@ -74,36 +66,6 @@ TEST_CASE("whoever is typing keeps the focus through a whole life")
     machine.windows.Lock()->texts.onPrompt = nullptr;
 }
 
-TEST_CASE("the prompt cannot be closed, and follows the screen's edge")
-{
-    Machine machine;
-    ProviderLife life(machine);
-    life.StartAndWaitForPrompt();
-    const HWND window = life.Window();
-    SendMessageW(window, WM_CLOSE, 0, 0);
-    REQUIRE(IsWindow(window));
-
-    SetWindowPos(window, nullptr, 7, 7, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
-    SendMessageW(window, WM_DISPLAYCHANGE, 32, 0);
-    RECT place{};
-    REQUIRE(GetWindowRect(window, &place));
-    CHECK(place.left == GetSystemMetrics(SM_CXSCREEN) - 400);
-    CHECK(place.top == 0);
-
-    machine.Tell(L"place SIMULATED-PC anna secret");
-    CHECK(life.sink.WaitFor(1));
-}
-
-TEST_CASE("a layout from right to left does not mirror the window")
-{
-    Machine machine;
-    REQUIRE(SetProcessDefaultLayout(LAYOUT_RTL));
-    ProviderLife life(machine);
-    life.StartAndWaitForPrompt();
-    CHECK(GetWindowLongW(life.Window(), GWL_EXSTYLE) == 0x08080008);
-    REQUIRE(SetProcessDefaultLayout(0));
-}
-
 TEST_CASE("a service that hangs does not hold the end of a life")
 {
     Machine machine;
@@ -118,7 +80,7 @@ TEST_CASE("a service that hangs does not hold the end of a life")
     }
     // The service has woken, and with it whoever waited for an answer.
     CHECK(life.EndAndUnload());
-    CheckNextLogon(machine);
+    CheckNextLife(machine);
 }
 
 TEST_CASE("a life whose binding another provider has taken ends without a finger")
@@ -138,47 +100,33 @@ TEST_CASE("a life whose binding another provider has taken ends without a finger
 
 TEST_CASE("a function that fails at the end of a life leaves nothing behind")
 {
-    std::string function;
-    unsigned times = 1;
-    SUBCASE("")
-    {
-        function = "PostMessageW";
+    struct Row {
+        std::string function;
+        unsigned times;
+    };
+    for (const Row& row : {Row{"PostMessageW", 1},
+                           {"DestroyWindow", 1},
+                           {"UnregisterClassW", 1},
+                           {"UnregisterClassW", 2},
+                           {"GetModuleHandleExW", 100}}) {
+        CAPTURE(row.function);
+        CAPTURE(row.times);
+        Machine machine;
+        // Keeps the module, and with it what it has to remember of the failure.
+        const auto kept = row.times == 2 ? std::make_unique<Dll>() : nullptr;
+        {
+            ProviderLife life(machine);
+            life.StartAndWaitForPrompt();
+            machine.Tell(L"wait IdentifyEnroll");
+            REQUIRE(machine.windows.FailNext(row.function, ERROR_NOT_ENOUGH_MEMORY, 0, row.times));
+            CHECK(life.End() < StopBound);
+            CHECK(WaitForNoEventWindow());
+            if (!kept)
+                CHECK(life.EndAndUnload());
+        }
+        machine.windows.Lock()->failures.pending.clear();
+        CheckNextLife(machine);
     }
-    SUBCASE("")
-    {
-        function = "DestroyWindow";
-    }
-    SUBCASE("")
-    {
-        function = "UnregisterClassW";
-    }
-    SUBCASE("more than once")
-    {
-        function = "UnregisterClassW";
-        times = 2;
-    }
-    SUBCASE("")
-    {
-        function = "GetModuleHandleExW";
-        times = 100;
-    }
-    CAPTURE(function);
-    CAPTURE(times);
-    Machine machine;
-    // Keeps the module, and with it what it has to remember of the failure.
-    const auto kept = times == 2 ? std::make_unique<Dll>() : nullptr;
-    {
-        ProviderLife life(machine);
-        life.StartAndWaitForPrompt();
-        machine.Tell(L"wait IdentifyEnroll");
-        REQUIRE(machine.windows.FailNext(function, ERROR_NOT_ENOUGH_MEMORY, 0, times));
-        CHECK(life.End() < StopBound);
-        CHECK(WaitForNoEventWindow());
-        if (!kept)
-            CHECK(life.EndAndUnload());
-    }
-    machine.windows.Lock()->failures.pending.clear();
-    CheckNextLogon(machine);
 }
 
 TEST_CASE("an end that is sent ends the window as one that is posted does")
