@@ -5,6 +5,8 @@
 
 namespace {
 
+constexpr UINT Prompt = WM_USER + 2;
+
 void CheckLayered(HWND window)
 {
     // Not activated by clicks, layered, topmost; not mirrored.
@@ -44,6 +46,8 @@ TEST_CASE("the window stands layered and topmost in the top right corner, wherev
     CHECK(image.x == 390 + std::trunc((width - 80) / 2) - width);
     CHECK((image.y == 10 && image.width == 80 && image.height == 80));
 
+    SendMessageW(window, Prompt, 1, 0);
+    CHECK(life.SeePrompt(L"Wrong password"));
     SendMessageW(window, WM_CLOSE, 0, 0); // has no say
     SetWindowPos(window, nullptr, 7, 7, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
     SendMessageW(window, WM_DISPLAYCHANGE, 32, 0);
