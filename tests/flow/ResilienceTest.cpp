@@ -157,24 +157,18 @@ TEST_CASE("a paused service is asked ten times a second, and not beyond the stop
 namespace {
 
 /// Has the prompt window report to LogonUI in the middle of its provider's own Advise and UnAdvise.
-class HastySink final : public ICredentialProviderEvents {
-public:
-    explicit HastySink(HWND window) : m_window(window) {}
-    STDMETHODIMP QueryInterface(REFIID /*riid*/, void** ppv) override
-    {
-        *ppv = nullptr;
-        return E_NOINTERFACE;
-    }
+struct HastySink final : CountingSink<ICredentialProviderEvents> {
+    explicit HastySink(HWND window) : window(window) {}
     STDMETHODIMP_(ULONG) AddRef() override
     {
         ++references;
-        SendMessageW(m_window, Fingerprint, 1, 0);
+        SendMessageW(window, Fingerprint, 1, 0);
         return references;
     }
     STDMETHODIMP_(ULONG) Release() override
     {
         --references;
-        SendMessageW(m_window, Fingerprint, 1, 0);
+        SendMessageW(window, Fingerprint, 1, 0);
         return references;
     }
     STDMETHODIMP CredentialsChanged(UINT_PTR context) override
@@ -182,12 +176,8 @@ public:
         announced += references > 0 && context == ProviderLife::Context ? 1 : 100;
         return S_OK;
     }
-
-    std::atomic<int> references = 0;
     std::atomic<int> announced = 0;
-
-private:
-    const HWND m_window;
+    const HWND window;
 };
 
 } // namespace

@@ -7,6 +7,22 @@ namespace {
 
 constexpr UINT Prompt = WM_USER + 2;
 
+/// All of it is the transparent colour.
+void CheckBackground(HWND window)
+{
+    const HDC screen = GetDC(nullptr);
+    const HDC context = CreateCompatibleDC(screen);
+    const HBITMAP bitmap = CreateCompatibleBitmap(screen, 400, 400);
+    const HGDIOBJ before = SelectObject(context, bitmap);
+    SendMessageW(window, WM_ERASEBKGND, reinterpret_cast<WPARAM>(context), 0);
+    for (const POINT& point : {POINT{0, 0}, POINT{399, 0}, POINT{0, 399}, POINT{399, 399}, POINT{320, 110}})
+        CHECK(GetPixel(context, point.x, point.y) == RGB(0xFF, 0x00, 0xFF));
+    SelectObject(context, before);
+    DeleteObject(bitmap);
+    DeleteDC(context);
+    ReleaseDC(nullptr, screen);
+}
+
 void CheckLayered(HWND window)
 {
     // Not activated by clicks, layered, topmost; not mirrored.
@@ -37,6 +53,7 @@ TEST_CASE("the window stands layered and topmost in the top right corner, wherev
     checkPlace();
     CHECK(IsWindowVisible(window));
     CheckLayered(window);
+    CheckBackground(window);
     // The text ends 10 pixels from the right edge, and the image is centred over it.
     const auto drawn = machine.windows.Snapshot().texts;
     const float width = 390 - drawn.prompts.back().x;
@@ -54,24 +71,6 @@ TEST_CASE("the window stands layered and topmost in the top right corner, wherev
     checkPlace();
     machine.Tell(L"place SIMULATED-PC anna secret");
     CHECK(life.sink.WaitFor(1));
-}
-
-TEST_CASE("the whole background is the transparent colour")
-{
-    Machine machine;
-    ProviderLife life(machine);
-    life.StartAndWaitForPrompt();
-    const HDC screen = GetDC(nullptr);
-    const HDC context = CreateCompatibleDC(screen);
-    const HBITMAP bitmap = CreateCompatibleBitmap(screen, 400, 400);
-    const HGDIOBJ before = SelectObject(context, bitmap);
-    SendMessageW(life.Window(), WM_ERASEBKGND, reinterpret_cast<WPARAM>(context), 0);
-    for (const POINT& point : {POINT{0, 0}, POINT{399, 0}, POINT{0, 399}, POINT{399, 399}, POINT{320, 110}})
-        CHECK(GetPixel(context, point.x, point.y) == RGB(0xFF, 0x00, 0xFF));
-    SelectObject(context, before);
-    DeleteObject(bitmap);
-    DeleteDC(context);
-    ReleaseDC(nullptr, screen);
 }
 
 TEST_CASE("suspend hides the window; resume shows it and replaces a watchdog that has ended")
