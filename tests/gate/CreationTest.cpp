@@ -168,21 +168,11 @@ TEST_CASE("the conditions of a tile, in their order")
              // Before the library is loaded, for it stays then.
              Row{"no library", [](Machine&) { REQUIRE(FitMachine::RemovePreBootLibrary()); }, "0"},
              Row{"no sensor", [](Machine&) { FitMachine::PullOut(); }, "www"},
-             Row{"another product",
-                 [](Machine&) {
-                     FitMachine::PullOut();
-                     FitMachine::PlugIn(L"0050");
-                 },
-                 "www"},
              Row{"too late", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 3); }, "www"},
              Row{"at the second query", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 1); }, "wy"},
              Row{"at the third", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 2); }, "wwy"},
-             Row{"both models", [](Machine&) { FitMachine::PlugIn(FitMachine::FirstModel); }, "y"},
              Row{"disabled", [](Machine& m) { m.windows.Lock()->devices.problem = CM_PROB_DISABLED; }, "D"},
-             Row{"another problem",
-                 [](Machine& m) { m.windows.Lock()->devices.problem = CM_PROB_FAILED_START; }, "y"},
              Row{"switched off", [](Machine&) { FitMachine::SetSwitch(0); }, "0"},
-             Row{"never switched on", [](Machine&) { FitMachine::SetSwitch(std::nullopt); }, "0"},
              Row{"enabled", [](Machine&) {}, "y"},
              Row{"second attempt", [](Machine&) { Script(&PreBoot::enabled, 0); }, "nS"},
              Row{"third attempt",

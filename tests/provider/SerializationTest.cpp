@@ -118,7 +118,9 @@ TEST_CASE("the first thing wrong with an account is told, and nothing handed out
     // clang-format off
     struct Row { PWSTR domain, user, password; CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario; HRESULT result; };
     const Row rows[] = {
+        {nullptr, big,     big,             CPUS_CHANGE_PASSWORD, E_INVALIDARG},
         {big,     nullptr, nullptr,         CPUS_CHANGE_PASSWORD, Overflow},
+        {Domain,  nullptr, big,             CPUS_CHANGE_PASSWORD, E_INVALIDARG},
         {Domain,  big,     nullptr,         CPUS_CHANGE_PASSWORD, Overflow},
         {Domain,  User,    nullptr,         CPUS_CHANGE_PASSWORD, E_INVALIDARG},
         {Domain,  User,    texts[2].data(), CPUS_LOGON,           Overflow},

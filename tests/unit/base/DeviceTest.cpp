@@ -151,6 +151,7 @@ TEST_CASE("the first sensor in the order of enumeration is found")
         {"lower case", {Sensor(L"PID_0010", LR"(usb\vid_138a&pid_0010)")}, {2, true}},
         {"another product", {Sensor(L"PID_0011", otherProduct)}, {0, true}},
         {"another vendor", {Sensor(L"PID_0010", LR"(USB\VID_138B&PID_0010)")}, {0, false}},
+        {"0008, 0010", {Sensor(L"1", sensor8), Sensor(L"2", sensor10)}, {1, true}},
         {"0010, 0008", {Sensor(L"1", sensor10), Sensor(L"2", sensor8)}, {2, true}},
         {"another, 0010", {Sensor(L"1", otherProduct), Sensor(L"2", sensor10)}, {2, true}},
         {"both at once", {Sensor(L"1", sensor10 + L"&PID_0008")}, {1, true}},

@@ -22,6 +22,12 @@ struct Keys {
                 RegDeleteKeyExW(HKEY_LOCAL_MACHINE, key, view, 0);
         }
     }
+    static bool Exists(const wchar_t* subkey)
+    {
+        RegistryKey key;
+        return RegOpenKeyExW(HKEY_LOCAL_MACHINE, subkey, 0, KEY_READ | KEY_WOW64_32KEY, key.Put()) ==
+               ERROR_SUCCESS;
+    }
     /// Creates the key when need be.
     static void Store(const wchar_t* subkey, const wchar_t* name, DWORD type, const std::wstring& units,
                       std::size_t bytes, REGSAM view = KEY_WOW64_32KEY)
@@ -53,7 +59,7 @@ TEST_CASE_FIXTURE(Keys, "what is missing reads as its default and stays missing"
         CHECK(RegReadFPDword(L"Enable") == 0xFFFFFFFF);
         CHECK(RegReadFPString(L"Text").empty());
         CHECK(RegReadString(OtherKey, L"Text").empty());
-        CHECK((Query(ProductKey, L"Unrelated").first == REG_SZ) == keyExists);
+        CHECK(Exists(ProductKey) == keyExists);
         CHECK(Query(ProductKey, L"Enable").first == 0xFFFFFFFF);
     }
 }
@@ -80,6 +86,7 @@ TEST_CASE_FIXTURE(Keys, "the first text written into a missing key is lost, the 
 
     // The general routine creates a key under another name: its subkey stays missing.
     CHECK(RegWriteString(OtherKey, NamedKey, L"first") == ERROR_SUCCESS);
+    CHECK_FALSE(Exists(OtherKey));
     CHECK(Query(NamedKey, NamedKey) == std::pair<DWORD, DWORD>(REG_SZ, 0));
     CHECK(RegWriteString(NamedKey, L"Text", L"there") == ERROR_SUCCESS);
     CHECK(RegReadString(NamedKey, L"Text") == L"there");
