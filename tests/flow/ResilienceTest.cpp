@@ -11,35 +11,18 @@ namespace {
 constexpr UINT Fingerprint = WM_USER + 1;
 constexpr UINT EndOfLoop = WM_USER + 3;
 
-/// A window in which somebody types.
-class TypingWindow {
-public:
-    TypingWindow()
-        : m_window(CreateWindowExW(0, L"EDIT", L"", WS_POPUP | WS_VISIBLE, 0, 0, 200, 100, nullptr, nullptr,
-                                   nullptr, nullptr))
-    {
-        REQUIRE(m_window != nullptr);
-        SetForegroundWindow(m_window);
-        REQUIRE(SetFocus(m_window) != INVALID_HANDLE_VALUE);
-        REQUIRE(HasFocus());
-    }
-    ~TypingWindow() { DestroyWindow(m_window); }
-    TypingWindow(const TypingWindow&) = delete;
-    TypingWindow& operator=(const TypingWindow&) = delete;
-
-    bool HasFocus() const { return GetForegroundWindow() == m_window && GetFocus() == m_window; }
-
-private:
-    const HWND m_window;
-};
-
 } // namespace
 
 TEST_CASE("whoever is typing keeps the focus through a whole life")
 {
     Machine machine;
     machine.SetLockOut(1, 1);
-    const TypingWindow typing;
+    const HWND typing = CreateWindowExW(0, L"EDIT", L"", WS_POPUP | WS_VISIBLE, 0, 0, 200, 100, nullptr,
+                                        nullptr, nullptr, nullptr);
+    SetForegroundWindow(typing);
+    SetFocus(typing);
+    const auto isTyping = [&] { return GetForegroundWindow() == typing && GetFocus() == typing; };
+    REQUIRE(isTyping());
     std::atomic<int> promptsWithoutFocus = 0;
     machine.windows.Lock()->texts.onPrompt = [&](const std::wstring& /*text*/) {
         promptsWithoutFocus += FindEventWindow() == GetForegroundWindow();
@@ -54,16 +37,17 @@ TEST_CASE("whoever is typing keeps the focus through a whole life")
     SUBCASE("suspended, resumed, locked out")
     {
         life.StartAndWaitForPrompt();
-        CHECK(typing.HasFocus());
+        CHECK(isTyping());
         SendMessageW(life.Window(), WM_POWERBROADCAST, PBT_APMSUSPEND, 0);
         SendMessageW(life.Window(), WM_POWERBROADCAST, PBT_APMRESUMESUSPEND, 0);
-        CHECK(typing.HasFocus());
+        CHECK(isTyping());
         machine.Tell(L"place SIMULATED-PC anna wrong");
         CHECK(life.SeePrompt(L"Please manually enter your account information to log in"));
     }
-    CHECK(typing.HasFocus());
+    CHECK(isTyping());
     CHECK(promptsWithoutFocus == 0);
     machine.windows.Lock()->texts.onPrompt = nullptr;
+    DestroyWindow(typing);
 }
 
 TEST_CASE("a service that hangs does not hold the end of a life")

@@ -10,28 +10,6 @@
 
 namespace {
 
-/// The credential-service event watched, and failure notes switched on.
-class Watch {
-public:
-    Watch() { CreateDirectoryW(FailureNotes, nullptr); }
-    ~Watch() { RemoveDirectoryW(FailureNotes); }
-    Watch(const Watch&) = delete;
-    Watch& operator=(const Watch&) = delete;
-
-    /// Was the event signalled? Asking takes the signal back.
-    bool TakeSignal() const { return WaitForSingleObject(m_event.Get(), 0) == WAIT_OBJECT_0; }
-    /// Does the DLL hold the event? Ends the watch on its signal.
-    bool IsHeldByDll()
-    {
-        m_event.Reset();
-        return IsServiceEventOpen();
-    }
-
-private:
-    static constexpr wchar_t FailureNotes[] = LR"(c:\FPLog)";
-    KernelHandle m_event{CreateEventW(nullptr, FALSE, FALSE, ServiceEventName)};
-};
-
 /// What one attempt leaves behind.
 struct Traces {
     HRESULT result = E_OUTOFMEMORY;
@@ -114,7 +92,9 @@ Texts Records(const Machine& machine)
 /// One attempt on the machine as it is, compared in all that can be seen of it.
 void CheckAttempt(Machine& machine, const Traces& expected)
 {
-    Watch watch;
+    constexpr wchar_t failureNotes[] = LR"(c:\FPLog)";
+    CreateDirectoryW(failureNotes, nullptr);
+    KernelHandle event(CreateEventW(nullptr, FALSE, FALSE, ServiceEventName));
     const Dll dll;
     HRESULT result = E_FAIL;
     const auto provider = dll.TryCreate(&result);
@@ -138,8 +118,10 @@ void CheckAttempt(Machine& machine, const Traces& expected)
     CHECK(dll->recorder.Count("RpcBindingFree") == size_t(expected.serviceCalls));
     CHECK(machine.fitness.IsChecked() == expected.checked);
     // A refusal signals the event and lets go of it; a provider keeps it, unsignalled, for its life.
-    CHECK(watch.TakeSignal() == (expected.result != S_OK));
-    CHECK(watch.IsHeldByDll() == (expected.result == S_OK));
+    CHECK((WaitForSingleObject(event.Get(), 0) == WAIT_OBJECT_0) == (expected.result != S_OK));
+    event.Reset();
+    CHECK(IsServiceEventOpen() == (expected.result == S_OK));
+    RemoveDirectoryW(failureNotes);
 }
 
 void Script(std::optional<LONG> PreBootLibrary::Script::* what, LONG value)

@@ -7,7 +7,8 @@
 namespace {
 
 decltype(&Sleep) g_sleep;
-std::vector<DWORD> g_sleeps;
+using Waits = std::vector<DWORD>;
+Waits g_sleeps;
 std::function<void()> g_onSleep; // its own sleeps are real
 
 /// WaitFPService without its waits, which are noted. Does `action` during the sleep of that number.
@@ -39,11 +40,6 @@ CLIENT_CALL_RETURN __cdecl LoseService(PMIDL_STUB_DESC, PFORMAT_STRING format, .
     if (format[6] == IsPbaEnable)
         RaiseException(RPC_S_CALL_FAILED, 0, 0, nullptr);
     return {};
-}
-
-std::vector<DWORD> Times(size_t count, DWORD milliseconds)
-{
-    return std::vector<DWORD>(count, milliseconds);
 }
 
 } // namespace
@@ -115,17 +111,17 @@ TEST_CASE("waiting for service and sensor, each up to its last attempt")
     const auto enable = [] { return ServiceClient::TellOk(L"pba 1"); };
     REQUIRE(ServiceClient::TellOk(L"pba 0"));
     CHECK(Wait(5, enable) == -1);
-    CHECK(g_sleeps == Times(5, 200));
+    CHECK(g_sleeps == Waits(5, 200));
     REQUIRE(ServiceClient::TellOk(L"pba 0"));
     CHECK(Wait(4, enable) == 0);
-    CHECK(g_sleeps == Times(4, 200));
+    CHECK(g_sleeps == Waits(4, 200));
 
     g_service.Kill();
     CHECK(Wait(10, start) == -1);
-    CHECK(g_sleeps == Times(10, 300));
+    CHECK(g_sleeps == Waits(10, 300));
     g_service.Kill();
     CHECK(Wait(9, start) == 0);
-    CHECK(g_sleeps == Times(9, 300));
+    CHECK(g_sleeps == Waits(9, 300));
 }
 
 TEST_SUITE_END();
