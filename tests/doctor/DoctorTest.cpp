@@ -357,6 +357,8 @@ const VerdictRow VerdictRows[] = {
     {"switched off",        [](Machine&) { FitMachine::SetSwitch(0); },                Status::SwitchedOff,    Status::SwitchedOff},
     {"in the wrong view",   [](Machine&) { FitMachine::SetSwitch({}); SetNumber(ProductKey, L"Enable", 1); }, Status::WrongView, Status::WrongView},
     {"no open",             [](Machine&) { Lack(L"open"); },                        Status::ExportMissing,  Status::ExportMissing},
+    {"no enabled",          [](Machine&) { Lack(L"enabled"); },                     Status::ExportMissing,  Status::ExportMissing},
+    {"no close",            [](Machine&) { Lack(L"close"); },                       Status::ExportMissing,  Status::ExportMissing},
     {"a damaged library",   [](Machine&) { std::ofstream(fs::path(LR"(c:\windows\system32\vcsWavePba.dll)")) << "MZ, or not"; }, Status::LibraryUnfit, Status::LibraryUnfit},
     {"library no",          [](Machine&) { SwitchOffInLibrary(); },                 Status::Offered,        Status::Offered},
     {"service no",          [](Machine&) { AnswerFromService(L"pba 0"); },          Status::Offered,        Status::LibraryDecides},

@@ -75,10 +75,8 @@ TEST_CASE("the log of one logon, line by line")
                             L"GetAuthUserCreds End",
                             L"GetAuthUserCreds Fail Return code :2051",
                             L"Credential Provider:RPCIdentifyEnroll Start",
-                            L"Credential "
-                            L"Provider:SendMessage(pWin->m_hWnd,WM_FINGERPRINT,NULL,NULL); Start",
-                            L"Credential "
-                            L"Provider:SendMessage(pWin->m_hWnd,WM_FINGERPRINT,NULL,NULL); End",
+                            L"Credential Provider:SendMessage(pWin->m_hWnd,WM_FINGERPRINT,NULL,NULL); Start",
+                            L"Credential Provider:SendMessage(pWin->m_hWnd,WM_FINGERPRINT,NULL,NULL); End",
                             L"Credential Provider:RPCIdentifyEnroll End",
                             L"Credential Provider:RPCIdentifyEnroll Start",
                             L"g_bExit TRUE",

@@ -150,7 +150,6 @@ TEST_CASE("the conditions of a tile, in their order")
              // Before the library is loaded, for it stays then.
              Row{"no library", [](Machine&) { REQUIRE(FitMachine::RemovePreBootLibrary()); }, "0"},
              Row{"no sensor", [](Machine&) { FitMachine::PullOut(); }, "www"},
-             Row{"too late", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 3); }, "www"},
              Row{"at the second query", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 1); }, "wy"},
              Row{"at the third", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 2); }, "wwy"},
              Row{"disabled", [](Machine& m) { m.windows.Lock()->devices.problem = CM_PROB_DISABLED; }, "D"},
@@ -193,21 +192,6 @@ TEST_CASE("where the mark can't be had, the service is asked")
     CheckAttempt(machine, expected);
 }
 
-TEST_CASE("every attempt goes through the whole gate again")
-{
-    Machine machine;
-    FitMachine::PullOut();
-    const Dll dll;
-    HRESULT result = S_OK;
-    for (int attempt = 0; attempt < 2; ++attempt) {
-        dll.TryCreate(&result);
-        CHECK(result == E_OUTOFMEMORY);
-    }
-    CHECK(dll->clock.Sleeps() == std::vector<DWORD>(6, 2000));
-    FitMachine::PlugIn(FitMachine::FirstModel);
-    dll.Create();
-}
-
 // Each of these in a process of its own: the service goes away, or nobody else may hold the mark.
 TEST_SUITE_BEGIN("alone");
 
@@ -223,12 +207,11 @@ TEST_CASE("first check")
 {
     Machine machine;
     machine.fitness.GiveMarkUp();
-    constexpr wchar_t mark[] = L"Global\\{689E254C-9110-4F0B-AB84-002C3CB331B6}";
     const auto isMarked = [&] {
-        const KernelHandle event(OpenEventW(SYNCHRONIZE, FALSE, mark));
+        const KernelHandle mark = FitMachine::OpenPreBootMark();
         // Manual-reset: looking takes nothing away.
-        return event && WaitForSingleObject(event.Get(), 0) == WAIT_OBJECT_0 &&
-               WaitForSingleObject(event.Get(), 0) == WAIT_OBJECT_0;
+        return WaitForSingleObject(mark.Get(), 0) == WAIT_OBJECT_0 &&
+               WaitForSingleObject(mark.Get(), 0) == WAIT_OBJECT_0;
     };
     REQUIRE_FALSE(isMarked());
     machine.Tell(L"pba 0");

@@ -129,7 +129,6 @@ TEST_CASE("what was not made with the phrase, or is damaged, decrypts to nothing
           base64.substr(0, base64.size() - 5), std::wstring(HalfCheck), std::wstring(Nothing),
           std::wstring(5000, L'A')})
         CHECK(DecryptText(text, Phrase).empty());
-    CHECK(DecryptText(std::wstring_view(base64).substr(0, 0), Phrase).empty());
     // No more is decoded than the buffer holds.
     for (const std::size_t bytes : {993u, 994u, 995u, 1008u, 100'000u})
         CHECK(DecryptText(Encoded(Bytes(bytes, 0x5A)), Phrase).empty());
