@@ -26,10 +26,7 @@ std::wstring ReadLog()
 
 std::string Narrow(std::wstring_view text)
 {
-    std::string narrow;
-    std::transform(text.begin(), text.end(), std::back_inserter(narrow),
-                   [](wchar_t unit) { return static_cast<char>(unit); });
-    return narrow;
+    return {text.begin(), text.end()};
 }
 
 /// "14:03:59  Source.cpp L=12 Label : message"

@@ -63,13 +63,8 @@ public:
     static void HurryWatch();
     /// The 5000 ms that this thread waits for the watchdog, in a provider's end,
     /// pass in a hundredth of their time: for a watchdog that will not have ended
-    /// by then.
-    void HurryWaits()
-    {
-        HurryWaits([] {});
-    }
-    /// The same once `meanwhile` has been done.
-    void HurryWaits(std::function<void()> meanwhile);
+    /// by then. First `meanwhile` is done.
+    void HurryWaits(std::function<void()> meanwhile = [] {});
 
     void StopService() { s_service.Kill(); }
     bool IsServiceRunning() const { return s_service.IsRunning(); }

@@ -2,6 +2,7 @@
 #include "base/Handle.h"
 
 #include <doctest/doctest.h>
+#include <process.h>
 
 #include <string>
 
@@ -11,20 +12,9 @@ constexpr wchar_t Name[] = L"VexaFPService";
 constexpr wchar_t Another[] = LR"("C:\Another\Service.exe" --service VexaFPService)";
 constexpr wchar_t Moved[] = LR"("C:\Another\FingerprintService.exe" --service VexaFPService)";
 
-DWORD Run(const wchar_t* mode)
+intptr_t Run(const wchar_t* mode)
 {
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION process{};
-    std::wstring line = std::wstring(L"FingerprintService.exe ") + mode;
-    REQUIRE(CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                           &process));
-    const KernelHandle thread(process.hThread);
-    const KernelHandle ended(process.hProcess);
-    DWORD exitCode = STILL_ACTIVE;
-    WaitForSingleObject(ended.Get(), 30000);
-    GetExitCodeProcess(ended.Get(), &exitCode);
-    return exitCode;
+    return _wspawnl(_P_WAIT, L"FingerprintService.exe", L"FingerprintService.exe", mode, nullptr);
 }
 
 struct Manager {
