@@ -21,57 +21,75 @@ struct Traces {
     bool checked = false;
 };
 
+constexpr wchar_t Create[] = L"CSample_CreateInstance ";
+
+/// What the library is asked, and what it answers, in a check of the letter `step`.
+void AddLibrary(char step, Traces& traces)
+{
+    if (step == 'o') {
+        traces.library = {L"vcsWavPbaOpen(2) = 5"};
+        traces.records.push_back(L"vcsWavPbaOpen fail");
+        traces.debug.push_back("vcsWavPbaOpen Fail");
+        return;
+    }
+    traces.library = {L"vcsWavPbaOpen(2) = 0",
+                      step == 'q' ? L"vcsWavIsPbaEnabled() = 7"
+                                  : L"vcsWavIsPbaEnabled() = 0, " + std::to_wstring(step == 'y'),
+                      L"vcsWavPbaClose() = 0"};
+    if (step != 'y') {
+        traces.records.push_back(L"vcsWavIsPbaEnabled fail");
+        traces.debug.push_back("vcsWavIsPbaEnabled Fail");
+    }
+}
+
+void AddCheck(char step, Traces& traces)
+{
+    traces.check.push_back(L" start");
+    if (step == 'L') {
+        traces.records.push_back(L"LoadvcsWavePbaFun fail");
+    } else {
+        const bool service = step == 's' || step == 'S';
+        traces.checked = true;
+        traces.serviceCalls += service;
+        traces.check.push_back(service ? L" STR_CREDENTIAL_STEP1 signaled"
+                                       : L" STR_CREDENTIAL_STEP1 not signaled yet");
+        if (!service)
+            AddLibrary(step, traces);
+    }
+    const auto failures = std::count(traces.check.begin(), traces.check.end(), L" start");
+    if (step == 'y' || step == 'S') {
+        traces.result = S_OK;
+        traces.log.insert(traces.log.end(), {std::wstring(Create) + L"CheckPBA pass", L"return 0x0"});
+        traces.records.push_back(std::wstring(Create) + L"CheckPBA pass");
+    } else {
+        traces.log.push_back(Create + (L"CheckPBA fail " + std::to_wstring(failures)) + L" times");
+        traces.records.push_back(std::wstring(Create) + L"CheckPBA fail");
+    }
+}
+
 /// The attempt's steps, a letter each: w a wait for the sensor, D it is disabled, 0 switched off; a check of
 /// the pre-boot library: L it can't be used, o it does not open, q it fails to answer, n not enabled, y
 /// enabled; s the service says no, S yes.
 Traces TracesOf(std::string_view steps)
 {
     Traces traces;
-    const std::wstring create = L"CSample_CreateInstance ";
-    int failures = 0;
     for (const char step : steps) {
-        if (step == 'w') {
+        switch (step) {
+        case 'w':
             traces.sleeps.push_back(2000);
             traces.log.push_back(L" GetDeviceVersion retry " + std::to_wstring(traces.sleeps.size()) +
                                  L" times");
-        } else if (step == 'D') {
+            break;
+        case 'D':
             traces.result = E_NOTIMPL;
-        } else if (step == '0') {
-            traces.log.push_back(L" " + create + L"000");
-            traces.records = {create + L"000"};
+            break;
+        case '0':
+            traces.log.push_back(L" " + std::wstring(Create) + L"000");
+            traces.records = {std::wstring(Create) + L"000"};
             traces.debug = {"CSample_CreateInstance 000"};
-        } else {
-            traces.check.push_back(L" start");
-            const bool service = step == 's' || step == 'S';
-            traces.checked |= step != 'L';
-            traces.serviceCalls += service;
-            if (step == 'L')
-                traces.records.push_back(L"LoadvcsWavePbaFun fail");
-            else
-                traces.check.push_back(service ? L" STR_CREDENTIAL_STEP1 signaled"
-                                               : L" STR_CREDENTIAL_STEP1 not signaled yet");
-            if (step == 'o') {
-                traces.library = {L"vcsWavPbaOpen(2) = 5"};
-                traces.records.push_back(L"vcsWavPbaOpen fail");
-                traces.debug.push_back("vcsWavPbaOpen Fail");
-            } else if (step == 'q' || step == 'n' || step == 'y') {
-                traces.library = {L"vcsWavPbaOpen(2) = 0",
-                                  step == 'q' ? L"vcsWavIsPbaEnabled() = 7"
-                                              : L"vcsWavIsPbaEnabled() = 0, " + std::to_wstring(step == 'y'),
-                                  L"vcsWavPbaClose() = 0"};
-                if (step != 'y') {
-                    traces.records.push_back(L"vcsWavIsPbaEnabled fail");
-                    traces.debug.push_back("vcsWavIsPbaEnabled Fail");
-                }
-            }
-            if (step == 'y' || step == 'S') {
-                traces.result = S_OK;
-                traces.log.insert(traces.log.end(), {create + L"CheckPBA pass", L"return 0x0"});
-                traces.records.push_back(create + L"CheckPBA pass");
-            } else {
-                traces.log.push_back(create + L"CheckPBA fail " + std::to_wstring(++failures) + L" times");
-                traces.records.push_back(create + L"CheckPBA fail");
-            }
+            break;
+        default:
+            AddCheck(step, traces);
         }
     }
     return traces;
