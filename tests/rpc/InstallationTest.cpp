@@ -4,6 +4,7 @@
 #include <doctest/doctest.h>
 #include <process.h>
 
+#include <filesystem>
 #include <string>
 
 namespace {
@@ -14,7 +15,11 @@ constexpr wchar_t Moved[] = LR"("C:\Another\FingerprintService.exe" --service Ve
 
 intptr_t Run(const wchar_t* mode)
 {
-    return _wspawnl(_P_WAIT, L"FingerprintService.exe", L"FingerprintService.exe", mode, nullptr);
+    // Beside this program.
+    wchar_t path[MAX_PATH] = L"";
+    GetModuleFileNameW(nullptr, path, MAX_PATH);
+    const auto program = std::filesystem::path(path).replace_filename(L"FingerprintService.exe");
+    return _wspawnl(_P_WAIT, program.c_str(), L"FingerprintService.exe", mode, nullptr);
 }
 
 struct Manager {
