@@ -224,8 +224,11 @@ DWORD WINAPI RunCases(void* /*argument*/)
         std::printf("case %s\n", words.c_str());
         std::fflush(stdout);
         std::string wrong = Run(words);
-        if (wrong.empty() && !(wrong = Lead(Kinds().front())).empty())
-            wrong = "the next life: " + wrong;
+        if (wrong.empty()) {
+            wrong = Lead(Kinds().front());
+            if (!wrong.empty())
+                wrong = "the next life: " + wrong;
+        }
         if (!wrong.empty())
             Fail(wrong);
         std::printf("ok\n");
