@@ -49,7 +49,7 @@ bool ReadHardwareId(const DeviceInfoSet& devices, SP_DEVINFO_DATA& device, DWORD
         return false;
     }
     DWORD bytes = PropertyBytes;
-    // Meant so: TRUE itself is asked for, not just any success.
+    // Deliberate: TRUE itself is asked for, not just any success.
     if (SetupDiGetDeviceRegistryPropertyW(devices.Get(), &device, SPDRP_HARDWAREID, nullptr, data,
                                           PropertyBytes, &bytes) != TRUE) {
         ReportFPEvent(L"2 SetupDiGetDeviceRegistryPropertyW %d ", index);
@@ -91,7 +91,7 @@ int FindFPDevice(bool* enabled)
         ULONG status = 0;
         ULONG problem = 0;
         CM_Get_DevNode_Status(&status, &problem, device.DevInst, 0);
-        // Meant so: another product of the vendor leaves its state here, even if no sensor follows.
+        // Deliberate: another product of the vendor leaves its state here, even if no sensor follows.
         *enabled = problem != CM_PROB_DISABLED;
         if (const int model = ProductModel(id); model != 0)
             return model;
@@ -110,7 +110,7 @@ bool IsFPDeviceEnabled()
     device.cbSize = sizeof device;
     for (DWORD index = 0; SetupDiEnumDeviceInfo(devices.Get(), index, &device); ++index) {
         Property id{};
-        // Meant so: unlike FindFPDevice, this one takes the ID in the case in which it is written.
+        // Deliberate: unlike FindFPDevice, this one takes the ID in the case in which it is written.
         if (!ReadHardwareId(devices, device, index, id) || std::wcsstr(id, Vendor) == nullptr)
             continue;
         ULONG status = 0;

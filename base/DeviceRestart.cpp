@@ -27,7 +27,7 @@ void RunDeviceTool(const wchar_t* tool, const wchar_t* arguments)
     // Without a process, because the user declined for example, the wait fails at once.
     const KernelHandle process(execution.hProcess);
     WaitForSingleObject(process.Get(), INFINITE);
-    // Meant so: the tool's verdict changes nothing, the device is enabled even if it was not disabled.
+    // Deliberate: the tool's verdict changes nothing, the device is enabled even if it was not disabled.
     DWORD exitCode = 0;
     GetExitCodeProcess(process.Get(), &exitCode);
 }

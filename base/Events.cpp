@@ -15,7 +15,7 @@ SECURITY_ATTRIBUTES GetSecurityEveryOne()
 {
     FP_LOG("GetSecurityEveryOne", L"start");
     InitializeSecurityDescriptor(&g_EveryoneSD, SECURITY_DESCRIPTOR_REVISION);
-    // Present but null, so that processes of any account and session can take part. Meant so.
+    // Present but null, so that processes of any account and session can take part: deliberate.
     SetSecurityDescriptorDacl(&g_EveryoneSD, TRUE, nullptr, FALSE);
     return {sizeof(SECURITY_ATTRIBUTES), &g_EveryoneSD, TRUE};
 }
@@ -25,7 +25,7 @@ HANDLE createCredetialSeviceEvent()
     FP_LOG("createCredetialSeviceEvent", L"start");
     SECURITY_ATTRIBUTES everyone = GetSecurityEveryOne();
     const HANDLE event = CreateEventA(&everyone, FALSE, FALSE, STR_CREDENTIAL_SERVICE);
-    // Meant so: the figure is this function's address, not the handle.
+    // Deliberate: the figure is this function's address, not the handle.
     FP_LOG("createCredetialSeviceEvent", L"credetialServiceEvent = 0x%x",
            HandleForLog(reinterpret_cast<const void*>(&createCredetialSeviceEvent)));
     return event;

@@ -11,8 +11,6 @@
 
 namespace {
 
-constexpr wchar_t IniPath[] = LR"(C:\Users\Public\VEXA\FingerPrint\config.ini)";
-
 template <class T>
 struct NetBufferPolicy {
     using Type = T*;
@@ -91,11 +89,8 @@ void IniReadInt(const wchar_t* key, std::uint32_t* out, const wchar_t* section)
 {
     if (out == nullptr)
         return;
-    *out = 0;
     std::wstring user;
-    section = ResolveSection(section, user);
-    if (section != nullptr && key != nullptr)
-        *out = GetPrivateProfileIntW(section, key, 0, IniPath);
+    IniReadSectionInt(key, out, ResolveSection(section, user));
 }
 
 std::wstring IniReadString(const wchar_t* key)

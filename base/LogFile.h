@@ -17,8 +17,8 @@ enum LogFlags : std::uint32_t {
 };
 
 /// Writes UTF-16LE lines without a byte-order mark. The file is reopened by its name for every line; the name
-/// is the time of the process's first line. The folder is never created: its existence is the switch; a link in
-/// its place counts as missing. Any thread may write; a line allocates nothing itself.
+/// is the time of the process's first line. The folder is never created: its existence is the switch; a link
+/// in its place counts as missing. Any thread may write; a line allocates nothing itself.
 class CLogFile {
 public:
     enum Result : std::uint32_t {

@@ -14,7 +14,7 @@ constexpr char LogSource[] = "VexaFPProvider.cpp";
 HRESULT CreateProvider(REFIID riid, void** ppv)
 {
     // Another interface than the provider's is refused as if memory had run out, and leaves the event open:
-    // meant.
+    // deliberate.
     if (riid != IID_ICredentialProvider)
         return E_OUTOFMEMORY;
     auto* provider = new (std::nothrow) CVexaFPProvider;

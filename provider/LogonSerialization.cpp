@@ -88,7 +88,7 @@ HRESULT KerbInteractiveUnlockLogonInit(PWSTR pwzDomain, PWSTR pwzUserName, PWSTR
         logon.MessageType = KerbWorkstationUnlockLogon;
         break;
     case CPUS_CREDUI:
-        logon.MessageType = static_cast<KERB_LOGON_SUBMIT_TYPE>(0); // no type of its own: meant
+        logon.MessageType = static_cast<KERB_LOGON_SUBMIT_TYPE>(0); // no type of its own: deliberate
         break;
     default:
         return E_FAIL;

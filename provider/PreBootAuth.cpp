@@ -14,7 +14,8 @@ namespace {
 constexpr char LogSource[] = "CommandWindow.cpp";
 constexpr char Label[] = "GetAuthUserCreds";
 
-/// Bytes of which those that were filled are wiped before all are freed.
+/// Bytes of which those that were filled are wiped before all are freed, and a whole record in any case: the
+/// library may report less than it wrote.
 class SecretBuffer {
 public:
     /// Zero-filled. An empty buffer has an address too: to the library, null asks for the size.
@@ -25,7 +26,7 @@ public:
     ~SecretBuffer()
     {
         if (m_bytes != nullptr)
-            SecureZeroMemory(m_bytes, m_filled);
+            SecureZeroMemory(m_bytes, std::min(m_size, std::max(m_filled, sizeof(FPData))));
         std::free(m_bytes);
     }
     SecretBuffer(const SecretBuffer&) = delete;

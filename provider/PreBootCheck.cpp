@@ -94,7 +94,7 @@ bool CheckPBA()
     }
     const HANDLE event = OpenStep1Event();
     bool passed = false;
-    // Without an event this wait fails rather than times out, and the service is asked: meant.
+    // Without an event this wait fails rather than times out, and the service is asked: deliberate.
     if (WaitForSingleObject(event, 0) == WAIT_TIMEOUT) {
         FP_LOG(Label, L" STR_CREDENTIAL_STEP1 not signaled yet");
         passed = AskLibrary();

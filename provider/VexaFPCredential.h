@@ -60,7 +60,7 @@ private:
 
     WCHAR m_wszDomain[TextUnits] = {};
     WCHAR m_wszUserName[TextUnits] = {};
-    WCHAR m_wszPassword[TextUnits] = {}; // in clear for the object's life, and not wiped: meant
+    WCHAR m_wszPassword[TextUnits] = {}; // in clear for the object's life, and not wiped: deliberate
     DWORD m_dwReserved = 0;
     LONG m_cRef = 1;
     CREDENTIAL_PROVIDER_USAGE_SCENARIO m_cpus = CPUS_INVALID;

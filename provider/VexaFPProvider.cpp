@@ -78,7 +78,7 @@ STDMETHODIMP CVexaFPProvider::SetUsageScenario(CREDENTIAL_PROVIDER_USAGE_SCENARI
     switch (cpus) {
     case CPUS_LOGON:
         FP_LOG(label, L"CPUS_LOGON");
-        [[fallthrough]]; // a logon writes both lines: meant
+        [[fallthrough]]; // a logon writes both lines: deliberate
     case CPUS_UNLOCK_WORKSTATION:
         FP_LOG(label, L"CPUS_UNLOCK_WORKSTATION");
         m_usageScenario = cpus;

@@ -9,7 +9,7 @@ class CCommandWindow;
 class CVexaFPCredential;
 
 /// LogonUI's thread makes every interface call; StatusChanged comes from the command window's thread. No lock
-/// is taken on either side, and the reference count is a plain one: meant.
+/// is taken on either side, and the reference count is a plain one: deliberate.
 class CVexaFPProvider final : public ICredentialProvider {
 public:
     CVexaFPProvider();

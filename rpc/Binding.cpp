@@ -19,8 +19,9 @@ RPC_WSTR RpcText(const wchar_t* text)
 
 RPC_STATUS BindFPService()
 {
-    // What an earlier call left in the two globals is overwritten: one binding leaked per probe is meant,
-    // since a thread may be inside a call on the old handle. Both are complete before others see them.
+    // What an earlier call left in the two globals is overwritten: one binding leaked per probe is
+    // deliberate, since a thread may be inside a call on the old handle. Both are complete before others see
+    // them.
     RPC_WSTR stringBinding = nullptr;
     RPC_STATUS status = RpcStringBindingComposeW(nullptr, RpcText(L"ncalrpc"), nullptr, RpcText(L"VexaFP"),
                                                  nullptr, &stringBinding);

@@ -13,6 +13,8 @@ wine_packages=(
     # Latin and Cyrillic prompts; Arabic; Chinese, Japanese and Korean.
     fonts-liberation fonts-dejavu-core fonts-wqy-microhei
 )
+# The package's own tools; openssl looks at a key before anything is built with it.
+package_packages=(wixl msitools osslsigncode openssl zip unzip jq git)
 lint_packages=(clang-format-19 clang-tidy-19 shellcheck git)
 
 # Windows programs are started here by paths of at most 259 characters; the longest below the checkout has about 60.
@@ -31,8 +33,11 @@ check_checkout() {
     fi
 }
 
+# A word that another one runs is under that one's lock.
 lock_checkout() {
     exec {checkout_lock}<"$root"
+    [[ ${VEXA_LOCKED_CHECKOUT-} != "$root" ]] || return 0
+    export VEXA_LOCKED_CHECKOUT=$root
     flock --nonblock "$checkout_lock" || die "Another ./run is at work in this checkout; wait until it has ended."
 }
 

@@ -41,7 +41,7 @@ public:
     void SetCredential(CVexaFPCredential* credential) { m_pCredential = credential; }
 
     /// Starts the window thread. The provider is released by Destroy, without a reference having been added:
-    /// meant.
+    /// deliberate.
     HRESULT Initialize(CVexaFPProvider* provider);
 
     /// From its return on, no thread touches provider or credential. Waits for one that is inside either:

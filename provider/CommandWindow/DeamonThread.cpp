@@ -84,14 +84,14 @@ Watched Watch(CCommandWindow& window, KernelHandle& thread)
         if (stop == StopState::Closed)
             return Watched::End;
         if (stop == StopState::Stop && AwaitStop(thread)) {
-            thread.Release(); // left open: meant
+            thread.Release(); // left open, deliberately
             return Watched::End;
         }
         const DWORD waited = WaitForSingleObject(thread.Get(), WatchSlice);
         if (waited == WAIT_OBJECT_0)
             break;
         if (waited != WAIT_TIMEOUT) {
-            thread.Release(); // left open: meant
+            thread.Release(); // left open, deliberately
             return Watched::Failed;
         }
         FP_LOG(Label, L"WAIT_TIMEOUT");
@@ -100,7 +100,7 @@ Watched Watch(CCommandWindow& window, KernelHandle& thread)
     if (ExitCodeOf(thread) != 0)
         return Watched::Failed;
     FP_LOG(Label, L"GetExitCodeThread 0");
-    thread.Release(); // left open: meant
+    thread.Release(); // left open, deliberately
     return Watched::End;
 }
 

@@ -48,8 +48,11 @@ void Leave(const CCommandWindow& window, HINSTANCE instance)
     if (g_latestUser == &window)
         g_latestUser = nullptr;
     // Twice should it fail: once the module is unloaded, nobody remembers what has stayed.
-    if (--g_users == 0)
-        g_stayedRegistered = !UnregisterClassW(Name, instance) && !UnregisterClassW(Name, instance);
+    if (--g_users == 0) {
+        g_stayedRegistered = !UnregisterClassW(Name, instance);
+        if (g_stayedRegistered)
+            g_stayedRegistered = !UnregisterClassW(Name, instance);
+    }
     ReleaseSRWLockExclusive(&g_lock);
 }
 

@@ -121,7 +121,7 @@ struct Trampoline<Name, Way, Result(Parameters...), Model> {
     }
 };
 
-// Rows of a table. Only 64-bit Windows is meant: it has one calling convention, so WINAPI is no part of a
+// Rows of a table. For 64-bit Windows alone: it has one calling convention, so WINAPI is no part of a
 // type.
 #define SIM_MODELLED(group, way, name, model)                                                                \
     Trampoline<#name, Fails::way, decltype(::name), &(model)>::Row(Group::group)

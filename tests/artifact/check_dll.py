@@ -8,8 +8,8 @@ import pefile
 
 # What a clean Windows 10 has. msvcrt.dll is the system's own C runtime.
 ALLOWED_LIBRARIES = set("""
-    advapi32 cfgmgr32 crypt32 gdi32 gdiplus kernel32 msvcrt netapi32 ole32 oleaut32 powrprof rpcrt4 secur32 setupapi
-    shell32 shlwapi user32 wtsapi32""".split())
+    advapi32 cfgmgr32 crypt32 gdi32 gdiplus kernel32 msvcrt ole32 oleaut32 powrprof rpcrt4 secur32 setupapi
+    shlwapi user32 wtsapi32""".split())
 
 complaints = []
 
@@ -35,6 +35,8 @@ def check_headers(dll):
     expect("is a DLL", dll.FILE_HEADER.IMAGE_FILE_DLL, True)
     for flag in ("DYNAMIC_BASE", "HIGH_ENTROPY_VA", "NX_COMPAT"):
         expect(flag, getattr(dll.OPTIONAL_HEADER, f"IMAGE_DLLCHARACTERISTICS_{flag}"), True)
+    # By it symbol stores and crash reports tell builds apart.
+    expect("has a time stamp", dll.FILE_HEADER.TimeDateStamp != 0, True)
     # Marked as relocatable is not enough: without relocations it stays where it is.
     expect("has relocations", hasattr(dll, "DIRECTORY_ENTRY_BASERELOC"), True)
 

@@ -7,35 +7,29 @@
 
 TEST_CASE("a finger logs its user on")
 {
-    Machine machine;
-    ProviderLife life(machine);
-    CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario = CPUS_LOGON;
-    SUBCASE("at logon")
-    {
-        scenario = CPUS_LOGON;
-    }
-    SUBCASE("at unlock")
-    {
-        scenario = CPUS_UNLOCK_WORKSTATION;
-    }
-    life.Start(scenario);
-    REQUIRE(life.SeePrompt(L"Please scan a finger"));
-    CHECK(OfferOf(*life.provider) == NoDefault);
+    for (const auto scenario : {CPUS_LOGON, CPUS_UNLOCK_WORKSTATION}) {
+        CAPTURE(scenario);
+        Machine machine;
+        ProviderLife life(machine);
+        life.Start(scenario);
+        REQUIRE(life.SeePrompt(L"Please scan a finger"));
+        CHECK(OfferOf(*life.provider) == NoDefault);
 
-    machine.Tell(L"place SIMULATED-PC anna secret");
-    REQUIRE(life.sink.WaitFor(1));
-    CHECK(life.sink.contexts == std::vector{ProviderLife::Context});
-    CHECK(life.sink.offers == std::vector{AutoLogon});
-    CHECK_FALSE(IsWindowVisible(life.Window()));
-    life.CheckLogon();
+        machine.Tell(L"place SIMULATED-PC anna secret");
+        REQUIRE(life.sink.WaitFor(1));
+        CHECK(life.sink.contexts == std::vector{ProviderLife::Context});
+        CHECK(life.sink.offers == std::vector{AutoLogon});
+        CHECK_FALSE(IsWindowVisible(life.Window()));
+        life.CheckLogon();
 
-    // Identification goes on after the match, 100 ms later.
-    machine.AwaitCalls(L"IdentifyEnroll", 2);
-    CHECK(machine.Calls() == Texts{L"Probe", L"CaptureStop", L"Probe", L"IsPbaEnable", L"ListEnroll",
-                                   L"IdentifyEnroll", L"IdentifyEnroll"});
-    CHECK(machine.windows.Snapshot().clock.Sleeps() == std::vector<DWORD>{0, 0, 100});
-    CHECK(machine.windows.Snapshot().commands.commands.empty());
-    CHECK(life.sink.changes == 1);
+        // Identification goes on after the match, 100 ms later.
+        machine.AwaitCalls(L"IdentifyEnroll", 2);
+        CHECK(machine.Calls() == Texts{L"Probe", L"CaptureStop", L"Probe", L"IsPbaEnable", L"ListEnroll",
+                                       L"IdentifyEnroll", L"IdentifyEnroll"});
+        CHECK(machine.windows.Snapshot().clock.Sleeps() == std::vector<DWORD>{0, 0, 100});
+        CHECK(machine.windows.Snapshot().commands.commands.empty());
+        CHECK(life.sink.changes == 1);
+    }
 }
 
 TEST_CASE("no thread keeps a password on its stack")
@@ -69,7 +63,10 @@ TEST_CASE("the log of one logon, line by line")
     CREDENTIAL_PROVIDER_STATUS_ICON icon = CPSI_NONE;
     CHECK(life.credential->ReportResult(0, 0, &statusText, &icon) == E_NOTIMPL);
     machine.AwaitCalls(L"IdentifyEnroll", 2);
+    machine.Tell(L"clear");
     REQUIRE(life.EndAndUnload());
+    // A second stop would have followed a wait that was over before the threads were.
+    CHECK(machine.Calls() == Texts{L"CaptureStop"});
 
     // Each thread's lines are in order; those of different threads may interleave.
     const Texts identify = {L"ThreadFP(LPVOID lp) Start",
@@ -78,10 +75,8 @@ TEST_CASE("the log of one logon, line by line")
                             L"GetAuthUserCreds End",
                             L"GetAuthUserCreds Fail Return code :2051",
                             L"Credential Provider:RPCIdentifyEnroll Start",
-                            L"Credential "
-                            L"Provider:SendMessage(pWin->m_hWnd,WM_FINGERPRINT,NULL,NULL); Start",
-                            L"Credential "
-                            L"Provider:SendMessage(pWin->m_hWnd,WM_FINGERPRINT,NULL,NULL); End",
+                            L"Credential Provider:SendMessage(pWin->m_hWnd,WM_FINGERPRINT,NULL,NULL); Start",
+                            L"Credential Provider:SendMessage(pWin->m_hWnd,WM_FINGERPRINT,NULL,NULL); End",
                             L"Credential Provider:RPCIdentifyEnroll End",
                             L"Credential Provider:RPCIdentifyEnroll Start",
                             L"g_bExit TRUE",
@@ -100,30 +95,20 @@ TEST_CASE("the log of one logon, line by line")
     CHECK(window == Texts{L"WM_PROMPT", L"CheckUserAndPwd Start", L"CheckUserAndPwd End",
                           L"CheckUserAndPwd return is 1", L"WM_CLOSE WM_EXIT_THREAD"});
 
-    // LogonUI's own thread: the whole order.
+    // LogonUI's own calls, in their order.
     Texts logonUi;
     for (const LogLine& line : machine.Log()) {
-        const bool provider = line.source == "VexaFPProvider.cpp" && !line.label.ends_with("StatusChanged");
-        if (!provider && line.source != "VexaFPCredential.cpp" && line.source != "..\\..\\base\\common.cpp")
+        const size_t method = line.label.find("::");
+        if ((line.source != "VexaFPProvider.cpp" && line.source != "VexaFPCredential.cpp") ||
+            method == std::string::npos || line.label.ends_with("StatusChanged"))
             continue;
         const size_t number = line.message.find(L" = 0x"); // of an address or handle
-        const std::string method =
-            line.label.substr(line.label.find("::") == std::string::npos ? 0 : line.label.find("::") + 2);
-        logonUi.push_back(std::wstring(method.begin(), method.end()) + L": " +
+        logonUi.push_back(std::wstring(line.label.begin() + ptrdiff_t(method) + 2, line.label.end()) + L": " +
                           line.message.substr(0, number == std::wstring::npos ? number : number + 5));
     }
-    const Texts expected = {L"CSample_CreateInstance: start",
-                            L"createCredetialSeviceEvent: start",
-                            L"GetSecurityEveryOne: start",
-                            L"createCredetialSeviceEvent: credetialServiceEvent = 0x",
-                            L"CSample_CreateInstance:  after  createCredetialSeviceEvent",
-                            L"CheckPBA:  start",
-                            L"CheckPBA:  STR_CREDENTIAL_STEP1 not signaled yet",
-                            L"CSample_CreateInstance: CSample_CreateInstance CheckPBA pass",
-                            L"CVexaFPProvider: g_evnetCreSer = 0x",
+    const Texts expected = {L"CVexaFPProvider: g_evnetCreSer = 0x",
                             L"CVexaFPProvider: break 1",
                             L"CVexaFPProvider: End",
-                            L"CSample_CreateInstance: return 0x0",
                             L"SetUsageScenario:  Start",
                             L"SetUsageScenario:  cpus=1",
                             L"SetUsageScenario: CPUS_LOGON",

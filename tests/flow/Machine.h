@@ -45,8 +45,8 @@ public:
     bool WaitForLog(const std::string& label, const std::wstring& message, size_t times = 1) const;
 
     WorkerWaits Waits() const;
-    /// Waits for the end of the latest watchdog's thread.
-    bool WaitForWatchdogEnd() const;
+    /// The latest watchdog's thread, while its window lives.
+    KernelHandle OpenWatchdog() const;
 
     /// Scripts the service; the command must be carried out.
     void Tell(const std::wstring& command) const;
@@ -63,13 +63,8 @@ public:
     static void HurryWatch();
     /// The 5000 ms that this thread waits for the watchdog, in a provider's end,
     /// pass in a hundredth of their time: for a watchdog that will not have ended
-    /// by then.
-    void HurryWaits()
-    {
-        HurryWaits([] {});
-    }
-    /// The same once `meanwhile` has been done.
-    void HurryWaits(std::function<void()> meanwhile);
+    /// by then. First `meanwhile` is done.
+    void HurryWaits(std::function<void()> meanwhile = [] {});
 
     void StopService() { s_service.Kill(); }
     bool IsServiceRunning() const { return s_service.IsRunning(); }
@@ -98,3 +93,6 @@ private:
     // in a process of its own.
     static ServiceClient::ServiceProcess s_service;
 };
+
+/// Waits for an event to be set, or a thread to end.
+bool HasCome(const KernelHandle& object);

@@ -74,3 +74,11 @@ bool WaitForNoEventWindow()
 {
     return Await([] { return EventWindows().empty(); });
 }
+
+void CheckNextLife(Machine& machine)
+{
+    ProviderLife life(machine);
+    life.StartAndWaitForPrompt();
+    machine.Tell(L"place SIMULATED-PC anna secret");
+    CHECK(life.sink.WaitFor(1));
+}

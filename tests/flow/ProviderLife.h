@@ -44,3 +44,5 @@ private:
 
 /// Waits until no command window is left.
 bool WaitForNoEventWindow();
+/// A new life in the same process works from start to logon.
+void CheckNextLife(Machine& machine);

@@ -11,43 +11,18 @@ namespace {
 constexpr UINT Fingerprint = WM_USER + 1;
 constexpr UINT EndOfLoop = WM_USER + 3;
 
-/// A window in which somebody types.
-class TypingWindow {
-public:
-    TypingWindow()
-        : m_window(CreateWindowExW(0, L"EDIT", L"", WS_POPUP | WS_VISIBLE, 0, 0, 200, 100, nullptr, nullptr,
-                                   nullptr, nullptr))
-    {
-        REQUIRE(m_window != nullptr);
-        SetForegroundWindow(m_window);
-        REQUIRE(SetFocus(m_window) != INVALID_HANDLE_VALUE);
-        REQUIRE(HasFocus());
-    }
-    ~TypingWindow() { DestroyWindow(m_window); }
-    TypingWindow(const TypingWindow&) = delete;
-    TypingWindow& operator=(const TypingWindow&) = delete;
-
-    bool HasFocus() const { return GetForegroundWindow() == m_window && GetFocus() == m_window; }
-
-private:
-    const HWND m_window;
-};
-
-void CheckNextLogon(Machine& machine)
-{
-    ProviderLife life(machine);
-    life.StartAndWaitForPrompt();
-    machine.Tell(L"place SIMULATED-PC anna secret");
-    CHECK(life.sink.WaitFor(1));
-}
-
 } // namespace
 
 TEST_CASE("whoever is typing keeps the focus through a whole life")
 {
     Machine machine;
     machine.SetLockOut(1, 1);
-    const TypingWindow typing;
+    const HWND typing = CreateWindowExW(0, L"EDIT", L"", WS_POPUP | WS_VISIBLE, 0, 0, 200, 100, nullptr,
+                                        nullptr, nullptr, nullptr);
+    SetForegroundWindow(typing);
+    SetFocus(typing);
+    const auto isTyping = [&] { return GetForegroundWindow() == typing && GetFocus() == typing; };
+    REQUIRE((typing != nullptr && isTyping()));
     std::atomic<int> promptsWithoutFocus = 0;
     machine.windows.Lock()->texts.onPrompt = [&](const std::wstring& /*text*/) {
         promptsWithoutFocus += FindEventWindow() == GetForegroundWindow();
@@ -62,46 +37,17 @@ TEST_CASE("whoever is typing keeps the focus through a whole life")
     SUBCASE("suspended, resumed, locked out")
     {
         life.StartAndWaitForPrompt();
-        CHECK(typing.HasFocus());
+        CHECK(isTyping());
         SendMessageW(life.Window(), WM_POWERBROADCAST, PBT_APMSUSPEND, 0);
         SendMessageW(life.Window(), WM_POWERBROADCAST, PBT_APMRESUMESUSPEND, 0);
-        CHECK(typing.HasFocus());
+        CHECK(isTyping());
         machine.Tell(L"place SIMULATED-PC anna wrong");
         CHECK(life.SeePrompt(L"Please manually enter your account information to log in"));
     }
-    CHECK(typing.HasFocus());
+    CHECK(isTyping());
     CHECK(promptsWithoutFocus == 0);
     machine.windows.Lock()->texts.onPrompt = nullptr;
-}
-
-TEST_CASE("the prompt cannot be closed, and follows the screen's edge")
-{
-    Machine machine;
-    ProviderLife life(machine);
-    life.StartAndWaitForPrompt();
-    const HWND window = life.Window();
-    SendMessageW(window, WM_CLOSE, 0, 0);
-    REQUIRE(IsWindow(window));
-
-    SetWindowPos(window, nullptr, 7, 7, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
-    SendMessageW(window, WM_DISPLAYCHANGE, 32, 0);
-    RECT place{};
-    REQUIRE(GetWindowRect(window, &place));
-    CHECK(place.left == GetSystemMetrics(SM_CXSCREEN) - 400);
-    CHECK(place.top == 0);
-
-    machine.Tell(L"place SIMULATED-PC anna secret");
-    CHECK(life.sink.WaitFor(1));
-}
-
-TEST_CASE("a layout from right to left does not mirror the window")
-{
-    Machine machine;
-    REQUIRE(SetProcessDefaultLayout(LAYOUT_RTL));
-    ProviderLife life(machine);
-    life.StartAndWaitForPrompt();
-    CHECK(GetWindowLongW(life.Window(), GWL_EXSTYLE) == 0x08080008);
-    REQUIRE(SetProcessDefaultLayout(0));
+    DestroyWindow(typing);
 }
 
 TEST_CASE("a service that hangs does not hold the end of a life")
@@ -118,7 +64,7 @@ TEST_CASE("a service that hangs does not hold the end of a life")
     }
     // The service has woken, and with it whoever waited for an answer.
     CHECK(life.EndAndUnload());
-    CheckNextLogon(machine);
+    CheckNextLife(machine);
 }
 
 TEST_CASE("a life whose binding another provider has taken ends without a finger")
@@ -138,49 +84,33 @@ TEST_CASE("a life whose binding another provider has taken ends without a finger
 
 TEST_CASE("a function that fails at the end of a life leaves nothing behind")
 {
-    std::string function;
-    unsigned times = 1;
-    SUBCASE("")
-    {
-        function = "PostMessageW";
+    struct Row {
+        std::string function;
+        unsigned times;
+    };
+    for (const Row& row : {Row{"PostMessageW", 1},
+                           {"DestroyWindow", 1},
+                           {"UnregisterClassW", 1},
+                           {"UnregisterClassW", 2},
+                           {"GetModuleHandleExW", 100}}) {
+        CAPTURE(row.function);
+        CAPTURE(row.times);
+        Machine machine;
+        // Keeps the module, and with it what it has to remember of the failure.
+        const auto kept = row.times == 2 ? std::make_unique<Dll>() : nullptr;
+        {
+            ProviderLife life(machine);
+            life.StartAndWaitForPrompt();
+            machine.Tell(L"wait IdentifyEnroll");
+            REQUIRE(machine.windows.FailNext(row.function, ERROR_NOT_ENOUGH_MEMORY, 0, row.times));
+            CHECK(life.End() < StopBound);
+            CHECK(WaitForNoEventWindow());
+            if (!kept)
+                CHECK(life.EndAndUnload());
+        }
+        machine.windows.Lock()->failures.pending.clear();
+        CheckNextLife(machine);
     }
-    SUBCASE("")
-    {
-        function = "DestroyWindow";
-    }
-    SUBCASE("")
-    {
-        function = "UnregisterClassW";
-    }
-    SUBCASE("more than once")
-    {
-        function = "UnregisterClassW";
-        times = 2;
-    }
-    SUBCASE("")
-    {
-        function = "GetModuleHandleExW";
-        times = 100;
-    }
-    CAPTURE(function);
-    CAPTURE(times);
-    Machine machine;
-    // Keeps the module, and with it what it has to remember of the failure.
-    const HMODULE module = times == 2 ? LoadLibraryW(L"VexaFPCredentialProvider.dll") : nullptr;
-    {
-        ProviderLife life(machine);
-        life.StartAndWaitForPrompt();
-        machine.Tell(L"wait IdentifyEnroll");
-        REQUIRE(machine.windows.FailNext(function, ERROR_NOT_ENOUGH_MEMORY, 0, times));
-        CHECK(life.End() < StopBound);
-        CHECK(WaitForNoEventWindow());
-        if (module == nullptr)
-            CHECK(life.EndAndUnload());
-    }
-    machine.windows.Lock()->failures.pending.clear();
-    CheckNextLogon(machine);
-    if (module != nullptr)
-        FreeLibrary(module);
 }
 
 TEST_CASE("an end that is sent ends the window as one that is posted does")
@@ -211,24 +141,18 @@ TEST_CASE("a paused service is asked ten times a second, and not beyond the stop
 namespace {
 
 /// Has the prompt window report to LogonUI in the middle of its provider's own Advise and UnAdvise.
-class HastySink final : public ICredentialProviderEvents {
-public:
-    explicit HastySink(HWND window) : m_window(window) {}
-    STDMETHODIMP QueryInterface(REFIID /*riid*/, void** ppv) override
-    {
-        *ppv = nullptr;
-        return E_NOINTERFACE;
-    }
+struct HastySink final : CountingSink<ICredentialProviderEvents> {
+    explicit HastySink(HWND window) : window(window) {}
     STDMETHODIMP_(ULONG) AddRef() override
     {
         ++references;
-        SendMessageW(m_window, Fingerprint, 1, 0);
+        SendMessageW(window, Fingerprint, 1, 0);
         return references;
     }
     STDMETHODIMP_(ULONG) Release() override
     {
         --references;
-        SendMessageW(m_window, Fingerprint, 1, 0);
+        SendMessageW(window, Fingerprint, 1, 0);
         return references;
     }
     STDMETHODIMP CredentialsChanged(UINT_PTR context) override
@@ -236,12 +160,8 @@ public:
         announced += references > 0 && context == ProviderLife::Context ? 1 : 100;
         return S_OK;
     }
-
-    std::atomic<int> references = 0;
     std::atomic<int> announced = 0;
-
-private:
-    const HWND m_window;
+    const HWND window;
 };
 
 } // namespace

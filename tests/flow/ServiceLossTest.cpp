@@ -124,10 +124,7 @@ TEST_CASE("the life ends while the service is dead, and the next one works")
     machine.ReleaseSleeps();
     CHECK(life.EndAndUnload());
     machine.StartService();
-    ProviderLife next(machine);
-    next.StartAndWaitForPrompt();
-    machine.Tell(L"place SIMULATED-PC anna secret");
-    CHECK(next.sink.WaitFor(1));
+    CheckNextLife(machine);
 }
 
 TEST_SUITE_END();

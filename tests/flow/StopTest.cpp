@@ -1,31 +1,15 @@
 // The end of a provider's life, whatever its threads are doing, and the lives after it.
 #include "ProviderLife.h"
 
-#include <algorithm>
 #include <atomic>
 
 namespace {
-
-/// A new life in the same process works from start to logon.
-void CheckNextLife(Machine& machine)
-{
-    machine.Tell(L"reset");
-    ProviderLife life(machine);
-    life.StartAndWaitForPrompt();
-    machine.Tell(L"place SIMULATED-PC anna secret");
-    CHECK(life.sink.WaitFor(1));
-}
 
 // Places in the DLL where a thread is held until the test lets it go on.
 KernelHandle g_reached{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
 KernelHandle g_goOn{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
 decltype(&RegisterClassExW) g_registerClass;
 decltype(&SleepConditionVariableSRW) g_sleepOnCondition;
-
-bool IsReached(const KernelHandle& event)
-{
-    return WindowsModel::RealWait(event.Get(), Patience) == WAIT_OBJECT_0;
-}
 
 ATOM WINAPI HeldRegisterClass(const WNDCLASSEXW* windowClass)
 {
@@ -78,40 +62,14 @@ TEST_CASE("the life ends within its waits and leaves nothing behind")
             machine.AwaitCalls(L"IdentifyEnroll", 2);
         });
     }
-    SUBCASE("with a service that ignores the stop")
-    {
-        machine.Tell(L"ignore-stop on");
-        life.StartAndWaitForPrompt();
-        machine.AwaitCalls(L"IdentifyEnroll");
-        machine.HurryWaits();
-        CHECK(life.End() < StopBound);
-        CHECK(WaitForNoEventWindow());
-        // Only now does the call return, with a finger that no longer has anybody
-        // to log on.
-        machine.Tell(L"place SIMULATED-PC anna secret");
-    }
     CHECK(life.End() < StopBound);
     machine.ReleaseSleeps();
     CHECK(WaitForNoEventWindow());
     CHECK(life.EndAndUnload());
     CHECK(life.sink.references == 0);
     CHECK_FALSE(IsServiceEventOpen());
+    machine.Tell(L"reset");
     CheckNextLife(machine);
-}
-
-TEST_CASE("a blocked identification is stopped at once, and says so")
-{
-    Machine machine;
-    ProviderLife life(machine);
-    life.StartAndWaitForPrompt();
-    machine.AwaitCalls(L"IdentifyEnroll");
-    machine.Tell(L"clear");
-    REQUIRE(life.EndAndUnload());
-    // A second stop would have followed a wait that was over before the threads were.
-    CHECK(machine.Calls() == Texts{L"CaptureStop"});
-    const Texts log = machine.LogOf("ThreadFP");
-    CHECK(log.back() == L"ShowWindow(pWin->m_hWnd,SW_HIDE)");
-    CHECK(std::count(log.begin(), log.end(), L"g_bExit TRUE") == 1);
 }
 
 TEST_CASE("a watchdog that sees the stop first waits for the other thread")
@@ -122,10 +80,15 @@ TEST_CASE("a watchdog that sees the stop first waits for the other thread")
     ProviderLife life(machine);
     life.StartAndWaitForPrompt();
     machine.AwaitCalls(L"IdentifyEnroll");
+    const KernelHandle watchdog = machine.OpenWatchdog();
     machine.HurryWaits([&] { CHECK(machine.WaitForLog("DeamonThread", L"TerminateThread 2")); });
     CHECK(life.End() < StopBound);
+    CHECK(HasCome(watchdog));
+    CHECK(WaitForNoEventWindow());
+    // Only now does the call return, with a finger that no longer has anybody to log on.
     machine.Tell(L"place SIMULATED-PC anna secret");
     CHECK(life.EndAndUnload());
+    CHECK(life.sink.references == 0);
     Texts log = machine.LogOf("DeamonThread");
     std::erase(log, L"WAIT_TIMEOUT");
     CHECK(log == Texts{L"start", L"TerminateThread 1", L"TerminateThread 2"});
@@ -138,7 +101,7 @@ TEST_CASE("a life that ends before its window is made")
     REQUIRE(life.dll.hooks.Replace("RegisterClassExW", HeldRegisterClass, &g_registerClass) ==
             WindowsModel::ImportHooks::Result::Replaced);
     life.Start();
-    REQUIRE(IsReached(g_reached));
+    REQUIRE(HasCome(g_reached));
     CHECK(life.End() < StopBound);
     SetEvent(g_goOn.Get());
     CHECK(life.EndAndUnload());
@@ -159,30 +122,15 @@ TEST_CASE("the provider's end waits for a sink that takes its time, and keeps th
     std::atomic<bool> tileGone = false;
     life.sink.during = [&] {
         SetEvent(inside.Get());
-        waitedFor = IsReached(g_reached);
+        waitedFor = HasCome(g_reached);
         for (const WindowsModel::DebugText& debug : machine.windows.Snapshot().texts.debug)
             tileGone = tileGone || debug.text == "VEXA CredPro ~CVexaFPCredential";
     };
     machine.Tell(L"place SIMULATED-PC anna secret");
-    REQUIRE(IsReached(inside));
+    REQUIRE(HasCome(inside));
     life.End();
     CHECK(waitedFor);
     CHECK_FALSE(tileGone);
-}
-
-TEST_CASE("lives follow each other in one loaded module")
-{
-    Machine machine;
-    const Dll kept;
-    for (int turn = 0; turn < 5; ++turn) {
-        CAPTURE(turn);
-        machine.Tell(L"clear");
-        ProviderLife life(machine);
-        life.StartAndWaitForPrompt();
-        machine.Tell(L"place SIMULATED-PC anna secret");
-        CHECK(life.sink.WaitFor(1));
-        machine.AwaitCalls(L"IdentifyEnroll", 2);
-    }
 }
 
 TEST_CASE("a thread left over from an earlier life does not serve the next")

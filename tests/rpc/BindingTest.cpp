@@ -7,7 +7,8 @@
 namespace {
 
 decltype(&Sleep) g_sleep;
-std::vector<DWORD> g_sleeps;
+using Waits = std::vector<DWORD>;
+Waits g_sleeps;
 std::function<void()> g_onSleep; // its own sleeps are real
 
 /// WaitFPService without its waits, which are noted. Does `action` during the sleep of that number.
@@ -41,34 +42,22 @@ CLIENT_CALL_RETURN __cdecl LoseService(PMIDL_STUB_DESC, PFORMAT_STRING format, .
     return {};
 }
 
-std::vector<DWORD> Times(size_t count, DWORD milliseconds)
-{
-    return std::vector<DWORD>(count, milliseconds);
-}
-
 } // namespace
 
 TEST_CASE("a binding is made anew by each call, and freed once")
 {
-    static int stringsFreed, bindingsFreed;
-    static decltype(&RpcStringFreeW) freeString;
-    static decltype(&RpcBindingFree) freeBinding;
-    Simulation hooks;
-    hooks.Replace(
-        "RpcStringFreeW", +[](RPC_WSTR* text) { return ++stringsFreed, freeString(text); }, &freeString);
-    hooks.Replace(
-        "RpcBindingFree", +[](RPC_BINDING_HANDLE* binding) { return ++bindingsFreed, freeBinding(binding); },
-        &freeBinding);
+    Simulation simulation(Group::Failures);
+    const auto freed = [&](const char* function) { return simulation->recorder.Count(function); };
     UnbindFPService();
-    CHECK(bindingsFreed == 0);
+    CHECK(freed("RpcBindingFree") == 0);
     CHECK(BindFPService() == RPC_S_OK);
     const handle_t first = g_hFPBinding;
     CHECK(BindFPService() == RPC_S_OK);
     CHECK(g_hFPBinding != first);
-    CHECK(bindingsFreed == 0); // a thread may be inside a call on the first
+    CHECK(freed("RpcBindingFree") == 0); // a thread may be inside a call on the first
     UnbindFPService();
     UnbindFPService();
-    CHECK((stringsFreed == 1 && bindingsFreed == 1));
+    CHECK((freed("RpcStringFreeW") == 1 && freed("RpcBindingFree") == 1));
     CHECK(g_hFPBinding == nullptr);
 }
 
@@ -115,17 +104,17 @@ TEST_CASE("waiting for service and sensor, each up to its last attempt")
     const auto enable = [] { return ServiceClient::TellOk(L"pba 1"); };
     REQUIRE(ServiceClient::TellOk(L"pba 0"));
     CHECK(Wait(5, enable) == -1);
-    CHECK(g_sleeps == Times(5, 200));
+    CHECK(g_sleeps == Waits(5, 200));
     REQUIRE(ServiceClient::TellOk(L"pba 0"));
     CHECK(Wait(4, enable) == 0);
-    CHECK(g_sleeps == Times(4, 200));
+    CHECK(g_sleeps == Waits(4, 200));
 
     g_service.Kill();
     CHECK(Wait(10, start) == -1);
-    CHECK(g_sleeps == Times(10, 300));
+    CHECK(g_sleeps == Waits(10, 300));
     g_service.Kill();
     CHECK(Wait(9, start) == 0);
-    CHECK(g_sleeps == Times(9, 300));
+    CHECK(g_sleeps == Waits(9, 300));
 }
 
 TEST_SUITE_END();

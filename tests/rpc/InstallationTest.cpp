@@ -2,7 +2,9 @@
 #include "base/Handle.h"
 
 #include <doctest/doctest.h>
+#include <process.h>
 
+#include <filesystem>
 #include <string>
 
 namespace {
@@ -11,20 +13,13 @@ constexpr wchar_t Name[] = L"VexaFPService";
 constexpr wchar_t Another[] = LR"("C:\Another\Service.exe" --service VexaFPService)";
 constexpr wchar_t Moved[] = LR"("C:\Another\FingerprintService.exe" --service VexaFPService)";
 
-DWORD Run(const wchar_t* mode)
+intptr_t Run(const wchar_t* mode)
 {
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION process{};
-    std::wstring line = std::wstring(L"FingerprintService.exe ") + mode;
-    REQUIRE(CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                           &process));
-    const KernelHandle thread(process.hThread);
-    const KernelHandle ended(process.hProcess);
-    DWORD exitCode = STILL_ACTIVE;
-    WaitForSingleObject(ended.Get(), 30000);
-    GetExitCodeProcess(ended.Get(), &exitCode);
-    return exitCode;
+    // Beside this program.
+    wchar_t path[MAX_PATH] = L"";
+    GetModuleFileNameW(nullptr, path, MAX_PATH);
+    const auto program = std::filesystem::path(path).replace_filename(L"FingerprintService.exe");
+    return _wspawnl(_P_WAIT, program.c_str(), L"FingerprintService.exe", mode, nullptr);
 }
 
 struct Manager {

@@ -1,10 +1,8 @@
 // Every procedure of the interface: its number and types, its call, and what a failure of the call raises.
 #include "SehGuard.h"
 #include "Service.h"
-#include "base/Handle.h"
 #include "unit/base/Simulation.h"
 
-#include <atomic>
 #include <climits>
 #include <cstring>
 #include <numeric>
@@ -240,25 +238,6 @@ void CheckEveryFunction(DWORD code)
 
 } // namespace
 
-TEST_CASE("the service's reset frees an identification that ignores the stop")
-{
-    const BoundService service;
-    REQUIRE(ServiceClient::TellOk(L"ignore-stop on"));
-    static std::atomic<long> result = 0;
-    const auto identify = [](void*) -> DWORD {
-        Buffers buffers;
-        result = RPCAPI::IdentifyEnroll(buffers.record);
-        return 0;
-    };
-    const KernelHandle thread(CreateThread(nullptr, 0, identify, nullptr, 0, nullptr));
-    REQUIRE(ServiceClient::TellOk(L"wait IdentifyEnroll"));
-    RPCAPI::CaptureStop();
-    CHECK(WaitForSingleObject(thread.Get(), 50) == WAIT_TIMEOUT);
-    REQUIRE(ServiceClient::TellOk(L"reset"));
-    REQUIRE(WaitForSingleObject(thread.Get(), 10000) == WAIT_OBJECT_0);
-    CHECK(result == ERROR_CANCELLED);
-}
-
 TEST_SUITE_BEGIN("service loss");
 
 TEST_CASE("each named function raises again, under its own name, what its call raised")
@@ -271,29 +250,6 @@ TEST_CASE("each named function raises again, under its own name, what its call r
     g_service.Kill();
     BindFPService(); // and so without the connection to it
     CheckEveryFunction(RPC_S_SERVER_UNAVAILABLE);
-}
-
-TEST_CASE("a service that dies in mid-call raises; its successor is reached after binding again")
-{
-    const BoundService service;
-    static SehResult guarded;
-    const auto identify = [](void*) -> DWORD {
-        Buffers buffers;
-        guarded = Guarded([&] { RPCAPI::IdentifyEnroll(buffers.record); });
-        return 0;
-    };
-    const KernelHandle thread(CreateThread(nullptr, 0, identify, nullptr, 0, nullptr));
-    REQUIRE(ServiceClient::TellOk(L"wait IdentifyEnroll"));
-    REQUIRE(ServiceClient::TellOk(L"die"));
-    REQUIRE(WaitForSingleObject(thread.Get(), 10000) == WAIT_OBJECT_0);
-    CHECK(guarded.raised);
-    CHECK(guarded.code == RPC_S_CALL_FAILED);
-    REQUIRE(g_service.WaitForEnd(10000));
-    CHECK(ConnectFPService() == 0);
-    REQUIRE(g_service.Start());
-    UnbindFPService();
-    REQUIRE(BindFPService() == RPC_S_OK);
-    CHECK(RPCAPI::IsPbaEnable() == 1);
 }
 
 TEST_SUITE_END();

@@ -58,16 +58,18 @@ bool Await(const std::function<bool()>& holds)
     return true;
 }
 
-Dll::Dll() : m_first(GetModuleHandleW(FileName) == nullptr), hooks(LoadLibraryW(FileName))
+Dll::Dll() : hooks(LoadLibraryW(FileName))
 {
     REQUIRE(hooks.Module() != nullptr);
-    if (!m_first)
-        return;
+    using enum WindowsModel::ImportHooks::Result;
+    decltype(g_malloc) original = nullptr;
+    REQUIRE(hooks.Replace("malloc", FailingMalloc, &original) == Replaced);
+    if (original == nullptr)
+        return; // replaced already
+    g_malloc = original;
     const WindowsModel::HookReport report = windows.Hook(hooks, WindowsModel::Group::All);
     REQUIRE(report.failed.empty());
     REQUIRE(report.Replaced("WinExec"));
-    using enum WindowsModel::ImportHooks::Result;
-    REQUIRE(hooks.Replace("malloc", FailingMalloc, &g_malloc) == Replaced);
     REQUIRE(hooks.Replace("GetProcAddress", LackingGetProcAddress, &g_getProcAddress) == Replaced);
     WatchFreedBlocks(hooks);
 }
@@ -79,8 +81,7 @@ Dll::~Dll()
     g_lacking = nullptr;
     if (m_loaded)
         FreeLibrary(hooks.Module());
-    // Its threads may still run in the module: its imports stay replaced until it
-    // goes.
+    // Its threads may still run in the module: its imports stay replaced until it goes.
     hooks.Forget();
 }
 

@@ -69,7 +69,6 @@ public:
     WindowsModel::SimulatedWindows& windows = WindowsModel::SimulatedWindows::Instance();
 
 private:
-    const bool m_first;
     bool m_loaded = true;
 
 public:

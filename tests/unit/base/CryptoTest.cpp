@@ -93,9 +93,9 @@ std::wstring Base64Of(const Vector& vector)
 
 TEST_CASE("texts are encrypted and decrypted as another implementation does it")
 {
-    // An account without a key container gets one.
+    // An account without a key container gets one; there may be none to delete.
     HCRYPTPROV none = 0;
-    CHECK(CryptAcquireContextW(&none, nullptr, MS_ENH_RSA_AES_PROV_W, PROV_RSA_AES, CRYPT_DELETEKEYSET));
+    CryptAcquireContextW(&none, nullptr, MS_ENH_RSA_AES_PROV_W, PROV_RSA_AES, CRYPT_DELETEKEYSET);
     for (const Vector& vector : Vectors) {
         CAPTURE(vector.units);
         const std::wstring base64 = Base64Of(vector);
@@ -129,7 +129,6 @@ TEST_CASE("what was not made with the phrase, or is damaged, decrypts to nothing
           base64.substr(0, base64.size() - 5), std::wstring(HalfCheck), std::wstring(Nothing),
           std::wstring(5000, L'A')})
         CHECK(DecryptText(text, Phrase).empty());
-    CHECK(DecryptText(std::wstring_view(base64).substr(0, 0), Phrase).empty());
     // No more is decoded than the buffer holds.
     for (const std::size_t bytes : {993u, 994u, 995u, 1008u, 100'000u})
         CHECK(DecryptText(Encoded(Bytes(bytes, 0x5A)), Phrase).empty());
@@ -139,24 +138,17 @@ TEST_CASE("every failure of the encryption provider gives nothing")
 {
     Simulation simulation(Group::Failures);
     const std::wstring base64 = Base64Of(Vectors[1]);
-    struct Row {
-        const char* function;
-        bool encrypts, decrypts;
-    };
-    constexpr Row Rows[] = {
-        {"CryptCreateHash", true, true},       {"CryptHashData", true, true},
-        {"CryptDeriveKey", true, true},        {"CryptEncrypt", true, false},
-        {"CryptBinaryToStringW", true, false}, {"CryptStringToBinaryW", false, true},
-        {"CryptDecrypt", false, true},
-    };
-    for (const Row& row : Rows) {
-        CAPTURE(row.function);
-        for (const bool encrypt : {true, false}) {
-            if (!(encrypt ? row.encrypts : row.decrypts))
-                continue;
-            simulation.FailNext(row.function, ERROR_INTERNAL_ERROR);
-            CHECK((encrypt ? EncryptText(L"A", Phrase) : DecryptText(base64, Phrase)).empty());
-        }
+    for (const char* function :
+         {"CryptCreateHash", "CryptHashData", "CryptDeriveKey", "CryptEncrypt", "CryptBinaryToStringW"}) {
+        CAPTURE(function);
+        simulation.FailNext(function, ERROR_INTERNAL_ERROR);
+        CHECK(EncryptText(L"A", Phrase).empty());
+    }
+    for (const char* function :
+         {"CryptCreateHash", "CryptHashData", "CryptDeriveKey", "CryptDecrypt", "CryptStringToBinaryW"}) {
+        CAPTURE(function);
+        simulation.FailNext(function, ERROR_INTERNAL_ERROR);
+        CHECK(DecryptText(base64, Phrase).empty());
     }
     simulation.FailNext("CryptAcquireContextW", static_cast<DWORD>(NTE_FAIL), 2);
     CHECK(EncryptText(L"A", Phrase).empty());

