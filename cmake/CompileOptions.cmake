@@ -25,6 +25,6 @@ add_compile_options(
 add_link_options(
     -Wl,--gc-sections
     -Wl,--dynamicbase -Wl,--high-entropy-va -Wl,--nxcompat
-    # Two builds of one source give one DLL, and two sources never the same time stamp: it is a hash of the contents,
+    # Two builds of one source give one DLL, and two sources hardly ever the same time stamp: it is a hash of the contents,
     # by which symbol stores and crash reports tell builds apart.
     -Wl,-Xlink=-Brepro)

@@ -48,6 +48,8 @@ bool AskService()
     std::optional<long> enabled = 0;
     if (BindFPService() == RPC_S_OK)
         enabled = CallWithin<AskIsPbaEnable>(patience);
+    else if (g_hFPBinding != nullptr)
+        return false; // not even a text was composed: what is there is another thread's
     if (enabled)
         UnbindFPService();
     else

@@ -20,10 +20,15 @@ constexpr DWORD StopLimit = 5000;    // ms
 constexpr DWORD DetachLimit = 1000;  // ms
 constexpr DWORD CaptureLimit = 2000; // ms; a service that hangs must not hold LogonUI
 
+/// Calls of CaptureStop that have come back, of all windows.
+std::atomic<unsigned> g_stopsReturned = 0;
+
 /// Makes a blocked IdentifyEnroll return; false when the call raised.
 bool StopCapture()
 {
-    return !Guarded([] { CallStub(Stub_CaptureStop); }).raised;
+    const bool raised = Guarded([] { CallStub(Stub_CaptureStop); }).raised;
+    ++g_stopsReturned;
+    return !raised;
 }
 
 /// The same when another provider has meanwhile taken the binding away.
@@ -74,9 +79,11 @@ void CCommandWindow::Destroy()
     DetachOwner();
     g_bExit.Set();
     FP_LOG(label, L"RPCCaptureStop");
-    const std::optional<bool> captureStopped = CallWithin<StopCapture>(CaptureLimit);
-    if (captureStopped == false)
+    const unsigned returnedBefore = g_stopsReturned;
+    const ULONGLONG start = GetTickCount64();
+    if (CallWithin<StopCapture>(CaptureLimit) == false)
         FP_LOG(label, L"RPCCaptureStop Fail");
+    const ULONGLONG waited = GetTickCount64() - start;
     const bool stopped = WaitForWatchdog(StopLimit);
 
     g_bExit.Close(m_closed);
@@ -89,10 +96,10 @@ void CCommandWindow::Destroy()
         m_hWnd = nullptr;
     }
     // An identification that began just after the stop, or whose thread missed the flag because the watchdog
-    // had taken it already, would keep its thread, and so the module, until somebody places a finger. Where
-    // the first call is still out, its arrival does the same.
-    if (!stopped && captureStopped)
-        CallWithin<BindAndStopCapture>(CaptureLimit);
+    // had taken it already, would keep its thread, and so the module, until somebody places a finger. A first
+    // call that is still out does the same when it arrives. Both are waited for once.
+    if (!stopped && g_stopsReturned != returnedBefore)
+        CallWithin<BindAndStopCapture>(waited < CaptureLimit ? CaptureLimit - static_cast<DWORD>(waited) : 0);
     if (m_painting.Close(DetachLimit))
         m_art.Shutdown();
     if (m_pProvider != nullptr)

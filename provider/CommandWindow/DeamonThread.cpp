@@ -40,7 +40,7 @@ private:
     bool m_givenUp = false;
 };
 
-/// False when the window went while a service was pending: there is nothing left to watch.
+/// False when the window has gone, or is to go while a service is pending: there is nothing left to watch.
 bool RestartStoppedServices(const CCommandWindow& window)
 {
     // Only the fingerprint service is restarted, also when it is the sensor's that is down; nobody waits for

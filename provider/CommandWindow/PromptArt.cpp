@@ -101,9 +101,9 @@ void PromptArt::Paint(HWND window, const wchar_t* text) const
     float width = MeasureText(text, font);
     if (width > WidestText)
         smaller = MakeFont(FontSize * WidestText / width);
-    if (smaller) {
+    if (const float reduced = smaller ? MeasureText(text, smaller.Get()) : 0.0F; reduced > 0.0F) {
         font = smaller.Get();
-        width = MeasureText(text, font);
+        width = reduced;
     }
     const PromptLayout layout = LayOutPrompt(width);
     PAINTSTRUCT paint;

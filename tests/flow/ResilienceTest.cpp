@@ -67,6 +67,23 @@ TEST_CASE("a service that hangs does not hold the end of a life")
     CheckNextLife(machine);
 }
 
+TEST_CASE("a service that wakes while its life is ending does not keep the module")
+{
+    Machine machine;
+    Machine::HurryWatch();
+    ProviderLife life(machine);
+    life.StartAndWaitForPrompt();
+    machine.AwaitCalls(L"IdentifyEnroll");
+    auto suspension = std::make_unique<Machine::Suspension>();
+    // The watchdog has taken the stop by then, so that the identification begins anew.
+    machine.HurryWaits([&] {
+        machine.WaitForLog("DeamonThread", L"TerminateThread 2");
+        suspension.reset();
+        machine.AwaitCalls(L"IdentifyEnroll", 2);
+    });
+    CHECK(life.EndAndUnload());
+}
+
 TEST_CASE("a life whose binding another provider has taken ends without a finger")
 {
     Machine machine;
