@@ -9,7 +9,6 @@
 namespace {
 
 constexpr UINT Fingerprint = WM_USER + 1;
-constexpr UINT EndOfLoop = WM_USER + 3;
 
 } // namespace
 
@@ -128,15 +127,6 @@ TEST_CASE("a function that fails at the end of a life leaves nothing behind")
         machine.windows.Lock()->failures.pending.clear();
         CheckNextLife(machine);
     }
-}
-
-TEST_CASE("an end that is sent ends the window as one that is posted does")
-{
-    Machine machine;
-    ProviderLife life(machine);
-    life.StartAndWaitForPrompt();
-    SendMessageW(life.Window(), EndOfLoop, 0, 0);
-    CHECK(WaitForNoEventWindow());
 }
 
 TEST_CASE("a paused service is asked ten times a second, and not beyond the stop")

@@ -6,8 +6,6 @@
 #include <doctest/doctest.h>
 #include <psapi.h>
 
-#include <limits>
-
 TEST_CASE("a service that hangs is a no, and holds the creation for its three questions at most")
 {
     Machine machine;
@@ -31,7 +29,7 @@ TEST_CASE("memory that the library asks for and does not fill is not touched")
     Machine machine;
     PreBootLibrary::Script script;
     script.record = PreBootLibrary::MakeRecord(L"anna", L"secret", L"SIMULATED-PC");
-    script.size = std::numeric_limits<LONG>::max();
+    script.size = MAXLONG;
     REQUIRE(PreBootLibrary::Store(script));
     PROCESS_MEMORY_COUNTERS before{};
     PROCESS_MEMORY_COUNTERS after{};
