@@ -25,8 +25,7 @@ TEST_CASE("every prompt begins inside the window; only those that did not are dr
     for (const LCID language : Languages) {
         SelectMessages(language);
         for (int role = 0; role < MESSAGE_COUNT; ++role) {
-            CAPTURE(language);
-            CAPTURE(role);
+            INFO(language, " ", role);
             art.Paint(window, g_Messages[role]);
             const float left = simulation->texts.prompts.back().x;
             CHECK(left >= 0);
