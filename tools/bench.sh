@@ -29,29 +29,13 @@ options_bench() {
     done
 }
 
-# bench_windows SECONDS PROGRAM...: runs a Windows program in the build folder.
-bench_windows() {
-    (cd "$build" && exec timeout "$1" wine "${@:2}" 2>/dev/null) | tr -d '\r'
-}
-
-# Under load Wine now and then fails to start a child process; the next attempt does it.
-bench_start_service() {
-    local attempt
-    for attempt in 1 2 3; do
-        bench_windows 60 net start "$1" >/dev/null || true
-        [[ $(bench_windows 30 sc query "$1") != *RUNNING* ]] || return 0
-        echo "Attempt $attempt to start $1 failed."
-    done
-    die "The service $1 does not start."
-}
-
 # What an interrupted ./run bench has left behind would switch the log on, or lock the finger out.
 bench_prepare() {
     rm -rf "$WINEPREFIX/drive_c/CPLog" "$WINEPREFIX/drive_c/FPLog"
     rm -f "$WINEPREFIX/drive_c/users/Public/VEXA/FingerPrint/config.ini" "$build/bench.json"
-    bench_windows 60 ./FingerprintService.exe --install || die "The services could not be installed."
-    bench_start_service vcsFPService
-    bench_start_service VexaFPService
+    in_windows 60 ./FingerprintService.exe --install || die "The services could not be installed."
+    start_service vcsFPService || die "The service vcsFPService does not start."
+    start_service VexaFPService || die "The service VexaFPService does not start."
 }
 
 run_bench() {

@@ -26,7 +26,7 @@ make_fit() {
     remove_key "$fit_switch_key" /v Enable /reg:64
     make_machine_fit
     for service in vcsFPService VexaFPService; do
-        is_running "$service" || start_service "$service"
+        is_running "$service" || start_service "$service" || die "The service $service does not start."
     done
 }
 

@@ -176,7 +176,7 @@ start_service() {
         is_running "$1" && return 0
         echo "Attempt $attempt to start $1 failed."
     done
-    fail_logon "The service $1 does not start."
+    return 1
 }
 
 # The folder is what switches the provider's log on; config.ini is only there when a limit is to apply.
@@ -194,8 +194,8 @@ prepare_machine() {
         fail_logon "The provider could not be registered."
     make_machine_fit
     in_windows 60 ./FingerprintService.exe --install || fail_logon "The services could not be installed."
-    start_service vcsFPService
-    start_service VexaFPService
+    start_service vcsFPService || fail_logon "The service vcsFPService does not start."
+    start_service VexaFPService || fail_logon "The service VexaFPService does not start."
     service_expected=1
 }
 
