@@ -77,8 +77,6 @@ public:
     public:
         Suspension() { REQUIRE(s_service.Suspend()); }
         ~Suspension() { CHECK(s_service.Resume()); }
-        Suspension(const Suspension&) = delete;
-        Suspension& operator=(const Suspension&) = delete;
     };
 
     WindowsModel::SimulatedWindows& windows = WindowsModel::SimulatedWindows::Instance();

@@ -150,17 +150,12 @@ namespace {
 /// Has the prompt window report to LogonUI in the middle of its provider's own Advise and UnAdvise.
 struct HastySink final : CountingSink<ICredentialProviderEvents> {
     explicit HastySink(HWND window) : window(window) {}
-    STDMETHODIMP_(ULONG) AddRef() override
+    STDMETHODIMP_(ULONG) AddRef() override { return Report(++references); }
+    STDMETHODIMP_(ULONG) Release() override { return Report(--references); }
+    ULONG Report(ULONG count) const
     {
-        ++references;
         SendMessageW(window, Fingerprint, 1, 0);
-        return references;
-    }
-    STDMETHODIMP_(ULONG) Release() override
-    {
-        --references;
-        SendMessageW(window, Fingerprint, 1, 0);
-        return references;
+        return count;
     }
     STDMETHODIMP CredentialsChanged(UINT_PTR context) override
     {
