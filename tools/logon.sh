@@ -20,7 +20,7 @@ help_logon() {
 --unlock and --language go with each other and with one of the rest.
 
 Wine does not shape Arabic: its letters stand apart, and from left to right. The prompt is 12 pixels high on every
-screen, and cut where it is wider than its window of 400 pixels, as some French and Spanish ones are.
+screen; five long ones are drawn smaller, to fit their window of 400 pixels.
 END
 }
 
