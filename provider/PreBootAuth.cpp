@@ -14,24 +14,26 @@ namespace {
 constexpr char LogSource[] = "CommandWindow.cpp";
 constexpr char Label[] = "GetAuthUserCreds";
 
-/// Bytes of which those that were filled are wiped before all are freed, and a whole record in any case: the
-/// library may report less than it wrote.
+/// Room for what the library asks for, and for a whole record in any case: it may write more than it has
+/// asked for. What it has filled is wiped before all is freed, and a whole record in any case: it may report
+/// less than it wrote.
 class SecretBuffer {
 public:
     /// Zero-filled. An empty buffer has an address too: to the library, null asks for the size.
     explicit SecretBuffer(std::size_t size)
-        : m_size(size), m_bytes(std::calloc(std::max<std::size_t>(size, 1), 1))
+        : m_size(size), m_bytes(std::calloc(std::max(size, sizeof(FPData)), 1))
     {
     }
     ~SecretBuffer()
     {
         if (m_bytes != nullptr)
-            SecureZeroMemory(m_bytes, std::min(m_size, std::max(m_filled, sizeof(FPData))));
+            SecureZeroMemory(m_bytes, std::max(m_filled, sizeof(FPData)));
         std::free(m_bytes);
     }
     SecretBuffer(const SecretBuffer&) = delete;
     SecretBuffer& operator=(const SecretBuffer&) = delete;
 
+    /// As the library is told.
     std::size_t Size() const { return m_size; }
     /// How many bytes somebody has written. Not all of a buffer is touched: the library may have asked for
     /// gigabytes.

@@ -188,8 +188,9 @@ STDMETHODIMP CVexaFPProvider::GetCredentialCount(DWORD* pdwCount, DWORD* pdwDefa
 {
     FP_LOG("CVexaFPProvider::GetCredentialCount", L"Start");
     *pdwCount = 1;
-    *pdwDefault = m_connectStatus == 1 ? 0 : CREDENTIAL_PROVIDER_NO_DEFAULT;
-    *pbAutoLogonWithDefault = static_cast<BOOL>(m_connectStatus);
+    const DWORD status = m_connectStatus; // read once: both answers are to say the same
+    *pdwDefault = status == 1 ? 0 : CREDENTIAL_PROVIDER_NO_DEFAULT;
+    *pbAutoLogonWithDefault = static_cast<BOOL>(status);
     return S_OK;
 }
 

@@ -44,7 +44,7 @@ private:
     void ReleaseEvents();
 
     DWORD m_statusDetail = 0;
-    DWORD m_connectStatus = 0;
+    std::atomic<DWORD> m_connectStatus = 0;
     CCommandWindow* m_pCommandWindow = nullptr; // owned
     LONG m_refCount = 1;
     CVexaFPCredential* m_pCredential = nullptr;                  // a counted reference
