@@ -6,6 +6,7 @@
 #include <powrprof.h>
 
 #include <iterator>
+#include <optional>
 
 namespace {
 
@@ -43,23 +44,6 @@ bool CopyLowered(const wchar_t* text, SystemString& copy)
     return true;
 }
 
-enum class Place { Here, Elsewhere, OutOfMemory };
-
-/// Is `domain` this computer, in whatever case it is written? `computer` receives the computer's name.
-Place Locate(const wchar_t* domain, wchar_t (&computer)[256])
-{
-    SystemString loweredDomain;
-    if (!CopyLowered(domain, loweredDomain))
-        return Place::OutOfMemory;
-    DWORD units = std::size(computer);
-    GetComputerNameW(computer, &units);
-    SystemString loweredComputer;
-    if (!CopyLowered(computer, loweredComputer))
-        return Place::OutOfMemory;
-    const HRESULT order = VarBstrCmp(loweredComputer.Get(), loweredDomain.Get(), LOCALE_USER_DEFAULT, 0);
-    return order == static_cast<HRESULT>(VARCMP_EQ) ? Place::Here : Place::Elsewhere;
-}
-
 /// An unknown state counts as active, which is the stricter check.
 bool IsSessionActive()
 {
@@ -76,14 +60,35 @@ bool TryLogon(const wchar_t* userName, const wchar_t* domain, const wchar_t* pas
     return GetLastError() == ERROR_ACCOUNT_RESTRICTION;
 }
 
+/// Nothing when memory is short. An account of this computer, in whatever case it is written, is tried here
+/// first.
+std::optional<bool> TryAccount(const wchar_t* userName, const wchar_t* password, const wchar_t* domain)
+{
+    SystemString loweredDomain;
+    if (!CopyLowered(domain, loweredDomain))
+        return std::nullopt;
+    wchar_t computer[256] = {};
+    DWORD units = std::size(computer);
+    GetComputerNameW(computer, &units);
+    SystemString loweredComputer;
+    if (!CopyLowered(computer, loweredComputer))
+        return std::nullopt;
+    const DWORD otherType = IsSessionActive() ? LOGON32_LOGON_INTERACTIVE : LOGON32_LOGON_NEW_CREDENTIALS;
+    const HRESULT order = VarBstrCmp(loweredComputer.Get(), loweredDomain.Get(), LOCALE_USER_DEFAULT, 0);
+    const bool isHere = order == static_cast<HRESULT>(VARCMP_EQ);
+    return (isHere && TryLogon(userName, computer, password, LOGON32_LOGON_INTERACTIVE)) ||
+           TryLogon(userName, domain, password, otherType);
+}
+
 /// Does the active power scheme ask for a password on wake-up?
 bool IsPasswordAskedOnWake()
 {
     UniqueResource<LocalMemoryPolicy> scheme;
-    if (PowerGetActiveScheme(nullptr, scheme.Put()) != ERROR_SUCCESS || !scheme)
-        return false;
+    const DWORD found = PowerGetActiveScheme(nullptr, scheme.Put());
     SYSTEM_POWER_STATUS power{};
     GetSystemPowerStatus(&power);
+    if (found != ERROR_SUCCESS || !scheme)
+        return false;
     const auto read = power.ACLineStatus == OnMains ? PowerReadACValueIndex : PowerReadDCValueIndex;
     DWORD value = 0;
     if (read(nullptr, scheme.Get(), &NoSubgroup, &ConsoleLock, &value) != ERROR_SUCCESS)
@@ -112,19 +117,15 @@ bool IsAutoAdminLogonSet()
 
 int CheckUserAndPwd(const wchar_t* userName, const wchar_t* password, const wchar_t* domain)
 {
-    wchar_t computer[256] = {};
-    const Place place = Locate(domain, computer);
+    const std::optional<bool> accepted = TryAccount(userName, password, domain);
     // Raised here, where nothing is owned any more: unwinding would not reach it.
-    if (place == Place::OutOfMemory)
+    if (!accepted)
         RaiseException(OutOfMemory, EXCEPTION_NONCONTINUABLE, 0, nullptr);
-
-    const DWORD otherType = IsSessionActive() ? LOGON32_LOGON_INTERACTIVE : LOGON32_LOGON_NEW_CREDENTIALS;
-    if (place == Place::Here && TryLogon(userName, computer, password, LOGON32_LOGON_INTERACTIVE))
-        return 1;
-    return TryLogon(userName, domain, password, otherType) ? 1 : 0;
+    return *accepted ? 1 : 0;
 }
 
 bool CheckSystemAutoLogon()
 {
-    return !IsPasswordAskedOnWake() || IsAutoAdminLogonSet();
+    const bool isAsked = IsPasswordAskedOnWake();
+    return IsAutoAdminLogonSet() || !isAsked;
 }

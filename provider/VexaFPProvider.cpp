@@ -202,9 +202,13 @@ STDMETHODIMP CVexaFPProvider::GetCredentialAt(DWORD dwIndex, ICredentialProvider
     return m_pCredential->QueryInterface(IID_ICredentialProviderCredential, reinterpret_cast<void**>(ppcpc));
 }
 
-void CVexaFPProvider::StatusChanged(DWORD connectStatus, DWORD statusDetail)
+void CVexaFPProvider::LogStatusChanged()
 {
     FP_LOG("CVexaFPProvider::StatusChanged", L"Start");
+}
+
+void CVexaFPProvider::StatusChanged(DWORD connectStatus, DWORD statusDetail)
+{
     m_statusDetail = statusDetail;
     m_connectStatus = connectStatus;
     // Read once: LogonUI may take its sink back on its own thread meanwhile.

@@ -28,6 +28,10 @@ public:
                                     BOOL* pbAutoLogonWithDefault) override;
     STDMETHODIMP GetCredentialAt(DWORD dwIndex, ICredentialProviderCredential** ppcpc) override;
 
+    /// The line that each StatusChanged begins with, which needs no provider: while one is held for its
+    /// StatusChanged, nothing but LogonUI may take time.
+    static void LogStatusChanged();
+
     /// connectStatus 1: an identified account was verified, and LogonUI is to log it on; 0: no longer. Stores
     /// both and tells LogonUI. Touches nothing of the provider once LogonUI has been told.
     void StatusChanged(DWORD connectStatus, DWORD statusDetail);

@@ -27,9 +27,8 @@ Bitmap LoadBitmapResource(HMODULE module, UINT id)
 }
 
 /// A fixed block with the resource's bytes, or null.
-HGLOBAL CopyResource(HMODULE module, HRSRC resource, HGLOBAL loaded)
+HGLOBAL CopyResource(HGLOBAL loaded, DWORD size)
 {
-    const DWORD size = SizeofResource(module, resource);
     const void* bytes = LockResource(loaded);
     HGLOBAL block = GlobalAlloc(GMEM_FIXED, size);
     if (block != nullptr && bytes != nullptr)
@@ -43,11 +42,12 @@ Bitmap LoadStreamedResource(HMODULE module, UINT id, const wchar_t* type)
     const HRSRC resource = FindResourceW(module, MAKEINTRESOURCEW(id), type);
     if (resource == nullptr)
         return bitmap;
+    const DWORD size = SizeofResource(module, resource);
     const HGLOBAL loaded = LoadResource(module, resource);
     if (loaded == nullptr)
         return bitmap;
     // The block is never freed: the image may read its stream for its whole life.
-    const HGLOBAL block = CopyResource(module, resource, loaded);
+    const HGLOBAL block = CopyResource(loaded, size);
     IStream* stream = nullptr;
     if (block != nullptr && SUCCEEDED(CreateStreamOnHGlobal(block, FALSE, &stream))) {
         Flat::GdipCreateBitmapFromStream(stream, bitmap.Put());

@@ -77,7 +77,8 @@ HRESULT CCommandWindow::RunWindow()
         ShowWindow(window, SW_SHOWNORMAL);
         // Also without a window: the watchdog has its own business.
         StartWatchdog();
-        if (SUCCEEDED(created))
+        // Windows may refuse a window without an error to tell.
+        if (window != nullptr)
             RunMessageLoop(window);
     }
     EndWindow(window);
@@ -227,6 +228,8 @@ bool CCommandWindow::SubmitUser(FPData& user)
 
 void CCommandWindow::ReportStatus(DWORD connectStatus)
 {
+    // Before the provider is held: a line may take its time on a slow disk, and nobody waits for it then.
+    CVexaFPProvider::LogStatusChanged();
     if (const RundownScope owner(m_owner); owner)
         m_pProvider->StatusChanged(connectStatus, 1);
 }
