@@ -4,9 +4,10 @@
 #include "Procedures.h"
 
 #include "ServiceState.h"
+#include "Text.h"
 #include "VexaFP.h"
-#include "ServiceClient/ServiceControl.h"
 
+#include <cstdint>
 #include <cstring>
 #include <numeric>
 
@@ -14,6 +15,7 @@ namespace {
 
 /// What is added to a number that comes in and goes out.
 constexpr long Step = 100;
+constexpr long LongestFullHex = 16;
 
 /// The name of a procedure, looked up while compiling: a misspelt one does not build.
 struct ProcedureName {
@@ -61,12 +63,16 @@ std::wstring Named(const wchar_t* name, const std::wstring& value)
 
 std::wstring Text(const wchar_t* name, const wchar_t* value)
 {
-    return Named(name, ServiceClient::QuotedText(value));
+    return Named(name, value ? Quoted(value) : L"null");
 }
 
+/// The code page of 8-bit text is unknown; each byte stands there as the character of its number.
 std::wstring Text(const wchar_t* name, const unsigned char* value)
 {
-    return Named(name, ServiceClient::QuotedText(reinterpret_cast<const char*>(value)));
+    std::wstring wide;
+    for (const unsigned char* byte = value; byte && *byte; ++byte)
+        wide += *byte;
+    return Text(name, value ? wide.c_str() : nullptr);
 }
 
 std::wstring Number(const wchar_t* name, long value)
@@ -74,9 +80,22 @@ std::wstring Number(const wchar_t* name, long value)
     return Named(name, std::to_wstring(value));
 }
 
+/// "3 bytes 0a0b0c", or "386 bytes fnv1a=<64-bit FNV-1a>" for what would be long.
 std::wstring Bytes(const wchar_t* name, const void* data, long size)
 {
-    return Named(name, ServiceClient::BytesText(data, std::max(size, 0L)));
+    if (!data)
+        return Named(name, L"null");
+    std::wstring hex;
+    uint64_t hash = 0xcbf29ce484222325;
+    for (long i = 0; i < size; ++i) {
+        const uint8_t value = static_cast<const uint8_t*>(data)[i];
+        hash = (hash ^ value) * 0x100000001b3;
+        if (size <= LongestFullHex)
+            hex += Format(L"%02x", value);
+    }
+    if (size > LongestFullHex)
+        hex = Format(L"fnv1a=%016I64x", hash);
+    return Named(name, Format(L"%ld bytes %s", std::max(size, 0L), hex.c_str()));
 }
 
 std::wstring Record(const void* record)

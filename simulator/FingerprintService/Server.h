@@ -2,7 +2,6 @@
 // pipe.
 #pragma once
 
-#include "ControlPipe.h"
 #include "base/Handle.h"
 
 /// Start and Stop belong on one thread, the owner of the mutex.
@@ -21,5 +20,5 @@ public:
 private:
     KernelHandle m_only;
     bool m_registered = false;
-    ControlPipe m_control;
+    KernelHandle m_commands; ///< the thread that takes commands
 };

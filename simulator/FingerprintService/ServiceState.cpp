@@ -5,20 +5,13 @@
 #include <algorithm>
 #include <numeric>
 
-namespace {
-
-constexpr long SensorEnabled = 1;
-
-SRWLOCK g_lock = SRWLOCK_INIT;
-CONDITION_VARIABLE g_changed = CONDITION_VARIABLE_INIT;
-
-} // namespace
+[[clang::no_destroy]] ServiceState g_state;
 
 ScriptedState::ScriptedState()
     : enrolled{*MakeRecord(L"DOMAIN", L"enrolled-user", L"enrolled-password")}, backup(16)
 {
     std::iota(backup.begin(), backup.end(), BYTE{0xB0});
-    results[FindProcedure(L"IsPbaEnable").value()] = SensorEnabled;
+    results[FindProcedure(L"IsPbaEnable").value()] = 1; // there is a sensor, and it is enabled
 }
 
 std::shared_ptr<JournalEntry> ServiceState::Begin(int opnum, std::wstring arguments)
@@ -67,33 +60,6 @@ void Die()
     // Termination of the own process may be carried out a moment later; nothing may be answered until then.
     while (true)
         Sleep(INFINITE);
-}
-
-Locked::Locked()
-{
-    AcquireSRWLockExclusive(&g_lock);
-}
-
-Locked::~Locked()
-{
-    ReleaseSRWLockExclusive(&g_lock);
-    WakeOthers();
-}
-
-ServiceState* Locked::operator->() const
-{
-    static ServiceState& state = *new ServiceState;
-    return &state;
-}
-
-void Locked::WakeOthers()
-{
-    WakeAllConditionVariable(&g_changed);
-}
-
-void Locked::SleepUntilChange(DWORD milliseconds)
-{
-    SleepConditionVariableSRW(&g_changed, &g_lock, milliseconds, 0);
 }
 
 void WaitForQuit()

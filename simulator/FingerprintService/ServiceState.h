@@ -47,6 +47,9 @@ struct JournalEntry {
 };
 
 struct ServiceState {
+    SRWLOCK lock = SRWLOCK_INIT;
+    CONDITION_VARIABLE changed = CONDITION_VARIABLE_INIT;
+
     ScriptedState script;
     /// Where the IdentifyEnroll calls that block want their answers.
     std::deque<std::optional<CaptureAnswer>*> blocked;
@@ -69,35 +72,39 @@ struct ServiceState {
 /// Ends the process without any clean-up.
 [[noreturn]] void Die();
 
-/// The one state of this process, for as long as this lives. The state itself is never destroyed: when the
-/// process ends, a thread of the RPC runtime or of the control pipe may still be in it.
+/// The one state of this process. It is never destroyed: when the process ends, a thread of the RPC runtime
+/// or of the control pipe may still be in it.
+extern ServiceState g_state;
+
+/// Access to it, for as long as this lives; those who wait for a change look again afterwards.
 class Locked {
 public:
-    Locked();
-    ~Locked();
+    Locked() { AcquireSRWLockExclusive(&g_state.lock); }
+    ~Locked()
+    {
+        ReleaseSRWLockExclusive(&g_state.lock);
+        WakeAllConditionVariable(&g_state.changed);
+    }
     Locked(const Locked&) = delete;
     Locked& operator=(const Locked&) = delete;
 
-    ServiceState* operator->() const;
+    ServiceState* operator->() const { return &g_state; }
 
     /// Lets others in until `holds()` or the time is over; says which.
     template <class Predicate>
     bool Wait(Predicate holds, DWORD milliseconds = INFINITE)
     {
         const ULONGLONG deadline = GetTickCount64() + milliseconds;
-        WakeOthers();
+        WakeAllConditionVariable(&g_state.changed);
         while (!holds()) {
             const ULONGLONG now = GetTickCount64();
             if (milliseconds != INFINITE && now >= deadline)
                 return false;
-            SleepUntilChange(milliseconds == INFINITE ? INFINITE : static_cast<DWORD>(deadline - now));
+            SleepConditionVariableSRW(&g_state.changed, &g_state.lock,
+                                      milliseconds == INFINITE ? INFINITE : DWORD(deadline - now), 0);
         }
         return true;
     }
-
-private:
-    static void WakeOthers();
-    static void SleepUntilChange(DWORD milliseconds);
 };
 
 /// Returns once the process is to end.

@@ -1,6 +1,6 @@
 // What makes a machine fit for a fingerprint tile, piece by piece: sensor, switch, pre-boot library, and
 // whether the library was asked already. All of it is real in the Wine prefix; only a sensor's problem code
-// is not, see WindowsModel/Devices.h.
+// is not, see DevicesState in WindowsModel/System.h.
 #pragma once
 
 #include "base/Handle.h"
@@ -10,14 +10,7 @@
 
 namespace FitMachine {
 
-/// Products of the sensor's vendor as device IDs write them: two are sensors that the system knows.
-constexpr wchar_t FirstModel[] = L"0008";
-constexpr wchar_t SecondModel[] = L"0010";
-
-/// Plugs a device of the vendor in, or does nothing when one of that product is there. Devices are enumerated
-/// in the order of their product IDs.
-bool PlugIn(const std::wstring& product);
-/// Pulls all devices out that PlugIn has plugged in.
+/// Pulls the sensor out.
 void PullOut();
 
 /// The setting "Enable" where 32-bit programs see it; nothing takes the value away.

@@ -327,7 +327,6 @@ void LogonSession::HandleChanges()
 /// is written when no scripted service runs or the logon did not come from it.
 void LogonSession::WriteTiming(long long stamp)
 {
-    constexpr double unitsPerMs = 10000.0;
     long long answered = 0;
     for (const ServiceClient::ReportedCall& call :
          ServiceClient::Report(ServicePatienceMs).value_or(std::vector<ServiceClient::ReportedCall>()))
@@ -335,7 +334,7 @@ void LogonSession::WriteTiming(long long stamp)
             answered = std::max(answered, call.answered);
     if (answered != 0)
         m_log.Line(L"timing", L"service's answer to CredentialsChanged: %.3f ms",
-                   static_cast<double>(stamp - answered) / unitsPerMs);
+                   static_cast<double>(stamp - answered) / UnitsPerMs);
 }
 
 void LogonSession::CheckEnd()

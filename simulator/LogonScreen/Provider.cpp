@@ -36,17 +36,11 @@ bool WaitUntil(Condition holds)
 DWORD CountWindows()
 {
     DWORD count = 0;
-    EnumWindows(
-        [](HWND window, LPARAM parameter) -> BOOL {
-            DWORD process = 0;
-            wchar_t name[64] = L"";
-            GetWindowThreadProcessId(window, &process);
-            if (process == GetCurrentProcessId() && GetClassNameW(window, name, ARRAYSIZE(name)) != 0 &&
-                lstrcmpiW(name, WindowClass) == 0)
-                ++*reinterpret_cast<DWORD*>(parameter);
-            return TRUE;
-        },
-        reinterpret_cast<LPARAM>(&count));
+    for (HWND window = nullptr; (window = FindWindowExW(nullptr, window, WindowClass, nullptr)) != nullptr;) {
+        DWORD process = 0;
+        GetWindowThreadProcessId(window, &process);
+        count += process == GetCurrentProcessId();
+    }
     return count;
 }
 

@@ -1,17 +1,10 @@
 // The provider's DLL: loaded, asked for a provider, and unloaded again the way COM unloads an idle server.
 #pragma once
 
-#include "ComRef.h"
+#include "Owned.h"
 #include "Transcript.h"
 
 #include <credentialprovider.h>
-
-struct ModulePolicy {
-    using Type = HMODULE;
-    static Type Invalid() { return nullptr; }
-    static void Close(Type module) { FreeLibrary(module); }
-};
-using ModuleHandle = UniqueResource<ModulePolicy>;
 
 class Provider {
 public:

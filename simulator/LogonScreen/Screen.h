@@ -2,27 +2,11 @@
 // that the provider puts on top stays in sight.
 #pragma once
 
-#include "base/Handle.h"
+#include "Owned.h"
 
 #include <cstdint>
 #include <string>
 #include <vector>
-
-template <class Object>
-struct GdiObjectPolicy {
-    using Type = Object;
-    static Type Invalid() { return nullptr; }
-    static void Close(Type object) { DeleteObject(object); }
-};
-using BitmapHandle = UniqueResource<GdiObjectPolicy<HBITMAP>>;
-using FontHandle = UniqueResource<GdiObjectPolicy<HFONT>>;
-
-struct MemoryDCPolicy {
-    using Type = HDC;
-    static Type Invalid() { return nullptr; }
-    static void Close(Type dc) { DeleteDC(dc); }
-};
-using MemoryDC = UniqueResource<MemoryDCPolicy>;
 
 /// A picture in memory that takes both GDI drawing and pixel work: soft backgrounds, shadows and rounded
 /// corners are beyond GDI.

@@ -5,6 +5,7 @@
 
 #include <credentialprovider.h>
 
+#include <utility>
 #include <vector>
 
 /// The screen owns its sinks itself, so the count never frees anything: it tells whether the provider has let
@@ -50,10 +51,28 @@ public:
     /// `activity` is an event that LogonUI's thread waits on.
     explicit EventsSink(HANDLE activity) : m_activity(activity) {}
 
-    STDMETHODIMP CredentialsChanged(UINT_PTR context) override;
+    STDMETHODIMP CredentialsChanged(UINT_PTR context) override
+    {
+        // First of all: the time it took the provider to get here is measured up to this moment.
+        const long long stamp = ServiceClient::Now();
+        {
+            const CriticalSectionScope scope(m_lock);
+            m_changes.push_back({stamp, GetCurrentThreadId(), context, m_unadvised});
+        }
+        SetEvent(m_activity);
+        return S_OK;
+    }
 
-    std::vector<CredentialsChange> Take();
-    void SetUnadvised();
+    std::vector<CredentialsChange> Take()
+    {
+        const CriticalSectionScope scope(m_lock);
+        return std::exchange(m_changes, {});
+    }
+    void SetUnadvised()
+    {
+        const CriticalSectionScope scope(m_lock);
+        m_unadvised = true;
+    }
 
 private:
     HANDLE m_activity;
@@ -109,7 +128,11 @@ public:
     STDMETHODIMP OnCreatingWindow(HWND*) override { return Violation(L"OnCreatingWindow"); }
 
 private:
-    HRESULT Violation(const wchar_t* method);
+    HRESULT Violation(const wchar_t* method)
+    {
+        m_log.Violation(Format(L"the credential called ICredentialProviderCredentialEvents::%s", method));
+        return S_OK;
+    }
 
     Transcript& m_log;
 };

@@ -1,31 +1,14 @@
 #include "Transcript.h"
 #include "Names.h"
 
-namespace {
-
-LONGLONG Counter()
-{
-    LARGE_INTEGER counter;
-    QueryPerformanceCounter(&counter);
-    return counter.QuadPart;
-}
-
-} // namespace
-
-Transcript::Transcript() : m_start(Counter()) {}
-
 bool Transcript::AlsoInto(const std::wstring& path)
 {
-    m_file.Reset(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
-                             FILE_ATTRIBUTE_NORMAL, nullptr));
-    return static_cast<bool>(m_file);
-}
-
-double Transcript::ElapsedMs() const
-{
-    LARGE_INTEGER frequency;
-    QueryPerformanceFrequency(&frequency);
-    return static_cast<double>(Counter() - m_start) * 1000.0 / static_cast<double>(frequency.QuadPart);
+    const HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE)
+        return false;
+    m_file.Reset(file);
+    return true;
 }
 
 void Transcript::Line(const wchar_t* kind, const wchar_t* format, ...)

@@ -5,17 +5,11 @@
 #include "Text.h"
 #include "base/CriticalSection.h"
 #include "base/Handle.h"
+#include "ServiceClient/ServiceControl.h"
 
 #include <functional>
 #include <string>
 #include <utility>
-
-struct FileHandlePolicy {
-    using Type = HANDLE;
-    static Type Invalid() { return INVALID_HANDLE_VALUE; }
-    static void Close(Type handle) { CloseHandle(handle); }
-};
-using FileHandle = UniqueResource<FileHandlePolicy>;
 
 /// What a run found fault with.
 struct Findings {
@@ -23,10 +17,11 @@ struct Findings {
     LONG leftBehind = 0; ///< by the provider, when it should have been gone
 };
 
+/// Of ServiceClient::Now().
+constexpr double UnitsPerMs = 10000;
+
 class Transcript {
 public:
-    Transcript();
-
     /// False, with the last error set, when the file can't be written.
     bool AlsoInto(const std::wstring& path);
     /// Called before a call's line is written, for what happened during the call.
@@ -38,7 +33,7 @@ public:
     void LeftBehind(const std::wstring& text);
     const Findings& Found() const { return m_findings; }
 
-    double ElapsedMs() const;
+    double ElapsedMs() const { return static_cast<double>(ServiceClient::Now() - m_start) / UnitsPerMs; }
 
     /// Makes a call that is known by name while it runs, and writes it with duration and what `text` makes of
     /// its result. The time it takes to gather that text is not the call's.
@@ -77,8 +72,8 @@ private:
     static std::wstring ResultText(HRESULT result, const std::wstring& details);
 
     CriticalSection m_lock;
-    FileHandle m_file;
-    LONGLONG m_start;
+    KernelHandle m_file;
+    const long long m_start = ServiceClient::Now();
     std::function<void()> m_news;
     std::wstring m_current;
     Findings m_findings;

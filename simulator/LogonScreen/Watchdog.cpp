@@ -51,16 +51,19 @@ void CALLBACK Expired(PTP_CALLBACK_INSTANCE, void*, PTP_TIMER)
 
 } // namespace
 
-Watchdog::Watchdog(Transcript& log)
+Watchdog::Watchdog(Transcript& log) : m_timer(CreateThreadpoolTimer(Expired, nullptr, nullptr))
 {
     g_log = &log;
     SetUnhandledExceptionFilter(Crashed);
-    m_timer.Reset(CreateThreadpoolTimer(Expired, nullptr, nullptr));
 }
 
 Watchdog::~Watchdog()
 {
-    m_timer.Reset();
+    if (m_timer != nullptr) {
+        SetThreadpoolTimer(m_timer, nullptr, 0, 0);
+        WaitForThreadpoolTimerCallbacks(m_timer, TRUE);
+        CloseThreadpoolTimer(m_timer);
+    }
     SetUnhandledExceptionFilter(nullptr);
 }
 
@@ -70,6 +73,6 @@ void Watchdog::Allow(DWORD ms)
     LARGE_INTEGER due;
     due.QuadPart = -10000LL * ms;
     FILETIME time = {due.LowPart, static_cast<DWORD>(due.HighPart)};
-    if (m_timer)
-        SetThreadpoolTimer(m_timer.Get(), &time, 0, 0);
+    if (m_timer != nullptr)
+        SetThreadpoolTimer(m_timer, &time, 0, 0);
 }

@@ -15,15 +15,5 @@ public:
     void Allow(DWORD ms);
 
 private:
-    struct TimerPolicy {
-        using Type = PTP_TIMER;
-        static Type Invalid() { return nullptr; }
-        static void Close(Type timer)
-        {
-            SetThreadpoolTimer(timer, nullptr, 0, 0);
-            WaitForThreadpoolTimerCallbacks(timer, TRUE);
-            CloseThreadpoolTimer(timer);
-        }
-    };
-    UniqueResource<TimerPolicy> m_timer;
+    PTP_TIMER m_timer;
 };

@@ -3,13 +3,10 @@
 #include "Text.h"
 #include "base/Handle.h"
 
-#include <cstdint>
-
 namespace ServiceClient {
 namespace {
 
 constexpr DWORD RetryPause = 20;
-constexpr size_t LongestFullHex = 16;
 
 KernelHandle Open(DWORD patience)
 {
@@ -38,7 +35,7 @@ std::wstring Take(std::wstring_view& text, std::wstring_view separator)
 ReportedCall ParseCall(std::wstring_view line)
 {
     ReportedCall call;
-    call.arrived = wcstoll(Take(line, L" ").c_str(), nullptr, 10);
+    Take(line, L" "); // when it came in
     call.answered = wcstoll(Take(line, L" ").c_str(), nullptr, 10);
     call.opnum = static_cast<int>(wcstol(Take(line, L" ").c_str(), nullptr, 10));
     call.name = Take(line, L"(");
@@ -51,7 +48,6 @@ ReportedCall ParseCall(std::wstring_view line)
         line.remove_prefix(arguments + end.size());
     }
     call.result = Take(line, L" ");
-    call.note = line;
     return call;
 }
 
@@ -108,33 +104,6 @@ long long Now()
     const long long seconds = counter.QuadPart / frequency.QuadPart;
     const long long rest = counter.QuadPart % frequency.QuadPart;
     return seconds * unitsPerSecond + rest * unitsPerSecond / frequency.QuadPart;
-}
-
-std::wstring QuotedText(const wchar_t* text)
-{
-    return text ? Quoted(text) : L"null";
-}
-
-std::wstring QuotedText(const char* text)
-{
-    const std::basic_string_view<unsigned char> bytes(reinterpret_cast<const unsigned char*>(text),
-                                                      text ? strlen(text) : 0);
-    return text ? Quoted(std::wstring(bytes.begin(), bytes.end())) : L"null";
-}
-
-std::wstring BytesText(const void* data, size_t size)
-{
-    if (!data)
-        return L"null";
-    const auto* const bytes = static_cast<const uint8_t*>(data);
-    std::wstring text = Format(L"%Iu bytes ", size);
-    uint64_t hash = 0xcbf29ce484222325;
-    for (size_t i = 0; i < size; ++i) {
-        hash = (hash ^ bytes[i]) * 0x100000001b3;
-        if (size <= LongestFullHex)
-            text += Format(L"%02x", bytes[i]);
-    }
-    return size <= LongestFullHex ? text : text + Format(L"fnv1a=%016I64x", hash);
 }
 
 } // namespace ServiceClient

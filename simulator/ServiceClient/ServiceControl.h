@@ -29,13 +29,11 @@ bool TellOk(std::wstring_view command, DWORD patience = DefaultPatience);
 
 /// One call that the service received.
 struct ReportedCall {
-    long long arrived;  ///< as of Now()
-    long long answered; ///< 0 while the call is being served
+    long long answered; ///< as of Now(); 0 while the call is being served
     int opnum;
     std::wstring name;
-    std::wstring arguments; ///< as QuotedText and BytesText write them
-    std::wstring result;    ///< a number, "void" or "pending"
-    std::wstring note;      ///< what an identification gave, else empty
+    std::wstring arguments;
+    std::wstring result; ///< a number, "void" or "pending"
 };
 
 /// The calls since the last `clear`, in order of arrival; nothing when no service answers.
@@ -43,12 +41,5 @@ std::optional<std::vector<ReportedCall>> Report(DWORD patience = DefaultPatience
 
 /// The performance counter in units of 100 ns: the time of the service's report, common to all processes.
 long long Now();
-
-/// How the report writes texts: in double quotes on one line, a null pointer as the word null. The code page
-/// of 8-bit text is unknown; each byte stands there as the character of its number.
-std::wstring QuotedText(const wchar_t* text);
-std::wstring QuotedText(const char* text);
-/// "3 bytes 0a0b0c" up to sixteen bytes, beyond that "386 bytes fnv1a=<64-bit FNV-1a, 16 hex digits>".
-std::wstring BytesText(const void* data, size_t size);
 
 } // namespace ServiceClient

@@ -59,7 +59,7 @@ bool ServiceProcess::Launch(const wchar_t* program)
 bool ServiceProcess::WaitForAnswer() const
 {
     // The answer must be the child's own: a service left over from elsewhere answers as well.
-    const std::wstring own = Format(L"ok process %lu,", Id());
+    const std::wstring own = Format(L"ok process %lu,", GetProcessId(m_process.Get()));
     const ULONGLONG deadline = GetTickCount64() + AnswerLimit;
     while (IsRunning() && GetTickCount64() < deadline) {
         const std::optional<std::wstring> reply = Tell(L"state", ProbePatience);
@@ -73,7 +73,7 @@ bool ServiceProcess::WaitForAnswer() const
 
 bool ServiceProcess::IsRunning() const
 {
-    return m_process && !WaitForEnd(0);
+    return m_process && WaitForSingleObject(m_process.Get(), 0) == WAIT_TIMEOUT;
 }
 
 bool ServiceProcess::Suspend() const
@@ -84,11 +84,6 @@ bool ServiceProcess::Suspend() const
 bool ServiceProcess::Resume() const
 {
     return NtResumeProcess(m_process.Get()) == 0;
-}
-
-bool ServiceProcess::WaitForEnd(DWORD milliseconds) const
-{
-    return m_process && WaitForSingleObject(m_process.Get(), milliseconds) == WAIT_OBJECT_0;
 }
 
 void ServiceProcess::Kill()

@@ -18,14 +18,11 @@ public:
     bool Start();
 
     bool IsRunning() const;
-    DWORD Id() const { return GetProcessId(m_process.Get()); }
 
     /// The process stands still between the two: its pipe and its RPC endpoint are there and answer nobody.
     bool Suspend() const;
     bool Resume() const;
 
-    /// Waits for the end, for instance after `die`.
-    bool WaitForEnd(DWORD milliseconds) const;
     /// Ends the process on the spot, as a crash would.
     void Kill();
 

@@ -31,15 +31,14 @@ DWORD Scaled(DWORD milliseconds, double scale)
 }
 
 /// Writes the wait down and returns how long it really lasts.
-DWORD BeginWait(const char* function, DWORD milliseconds, HANDLE object)
+DWORD BeginWait(DWORD milliseconds, HANDLE object)
 {
     const KeepLastError keep;
-    Wait wait{function, milliseconds, GetCurrentThreadId(), 0, object};
+    const Wait wait{milliseconds, GetCurrentThreadId(), object};
     std::function<std::optional<DWORD>(const Wait&)> onWait;
     double scale = 1;
     {
         const ModelState state;
-        wait.sequence = state->recorder.calls.size();
         state->clock.waits.push_back(wait);
         scale = object == nullptr ? state->clock.sleepScale : state->clock.waitScale;
         onWait = state->clock.onWait;
@@ -52,14 +51,14 @@ DWORD BeginWait(const char* function, DWORD milliseconds, HANDLE object)
 
 void ModelSleep(DWORD milliseconds)
 {
-    g_sleep(BeginWait("Sleep", milliseconds, nullptr));
+    g_sleep(BeginWait(milliseconds, nullptr));
 }
 
 DWORD ModelWaitForSingleObject(HANDLE object, DWORD milliseconds)
 {
     // Looking at an object, or waiting for it without end, has no time that could be scaled.
     if (milliseconds != 0 && milliseconds != INFINITE)
-        milliseconds = BeginWait("WaitForSingleObject", milliseconds, object);
+        milliseconds = BeginWait(milliseconds, object);
     return g_waitForSingleObject(object, milliseconds);
 }
 

@@ -11,12 +11,8 @@ namespace WindowsModel {
 
 /// One Sleep, or one WaitForSingleObject that has a limit other than 0 and INFINITE.
 struct Wait {
-    /// "Sleep" or "WaitForSingleObject".
-    const char* function;
     DWORD milliseconds;
     DWORD thread;
-    /// The calls recorded by then, this one included: orders waits among all calls.
-    size_t sequence;
     /// Null for Sleep.
     HANDLE object;
 };

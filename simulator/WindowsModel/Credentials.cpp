@@ -1,3 +1,5 @@
+#include "WindowsModel/NtStatus.h"
+
 #include "WindowsModel/Credentials.h"
 
 #include "WindowsModel/Replacement.h"
@@ -72,9 +74,46 @@ BOOL ModelCredIsProtectedW(wchar_t* text, CRED_PROTECTION_TYPE* type)
     return TRUE;
 }
 
+NTSTATUS ModelLsaConnectUntrusted(HANDLE* connection)
+{
+    *connection = ModelState()->ledger.Open();
+    return STATUS_SUCCESS;
+}
+
+NTSTATUS LookUp(const Ledger& ledger, HANDLE connection, const LSA_STRING& name, ULONG* number)
+{
+    if (!ledger.Holds(connection))
+        return STATUS_INVALID_HANDLE;
+    if (name.Length > name.MaximumLength)
+        return STATUS_INVALID_PARAMETER;
+    // The length counts, not a NUL: a wrong one names no package.
+    const LONG found = LsaState::PackageNumber({name.Buffer, name.Length});
+    if (found < 0)
+        return STATUS_NO_SUCH_PACKAGE;
+    *number = ULONG(found);
+    return STATUS_SUCCESS;
+}
+
+NTSTATUS ModelLsaLookupAuthenticationPackage(HANDLE connection, LSA_STRING* name, ULONG* number)
+{
+    const ModelState state;
+    const NTSTATUS status = LookUp(state->ledger, connection, *name, number);
+    state->lsa.lookups.push_back(
+        {std::string(name->Buffer, name->Length), name->Length, name->MaximumLength});
+    return status;
+}
+
+NTSTATUS ModelLsaDeregisterLogonProcess(HANDLE connection)
+{
+    return ModelState()->ledger.Close(connection) ? STATUS_SUCCESS : STATUS_INVALID_HANDLE;
+}
+
 const Replacement g_replacements[] = {
     SIM_MODELLED(Credentials, LastError, CredProtectW, ModelCredProtectW),
     SIM_MODELLED(Credentials, LastError, CredIsProtectedW, ModelCredIsProtectedW),
+    SIM_MODELLED(Lsa, Status, LsaConnectUntrusted, ModelLsaConnectUntrusted),
+    SIM_MODELLED(Lsa, Status, LsaLookupAuthenticationPackage, ModelLsaLookupAuthenticationPackage),
+    SIM_MODELLED(Lsa, Status, LsaDeregisterLogonProcess, ModelLsaDeregisterLogonProcess),
 };
 const Table g_table(g_replacements);
 
@@ -98,24 +137,18 @@ Protection ProtectionOf(const std::wstring& text)
 
 std::optional<std::wstring> Unprotect(const std::wstring& text)
 {
-    if (ProtectionOf(text) == Protection::None)
-        return {};
-    const std::wstring_view digits = std::wstring_view(text).substr(TrustedMark.size());
-    if (digits.empty() || digits.size() % DigitsPerUnit != 0 ||
-        digits.find_first_not_of(Digits) != digits.npos)
-        return {};
-    std::wstring units(digits.size() / DigitsPerUnit, L'\0');
-    for (size_t place = 0; place < digits.size(); ++place) {
-        wchar_t& unit = units[place / DigitsPerUnit];
-        unit = wchar_t(unit << 4 | Digits.find(digits[place]));
-    }
-    const wchar_t sum = units.back();
-    units.pop_back();
-    for (wchar_t& unit : units)
-        unit ^= Alteration;
-    if (CheckSum(units) != sum)
-        return {};
-    return units;
+    std::wstring units;
+    for (size_t place = TrustedMark.size(); place < text.size(); place += DigitsPerUnit)
+        units += wchar_t(wcstoul(text.substr(place, DigitsPerUnit).c_str(), nullptr, 16) ^ Alteration);
+    if (!units.empty())
+        units.pop_back(); // the check sum
+    // What has been damaged, or is protected in no way or another one, does not come out the same again.
+    return Protect(units) == text ? std::optional(units) : std::nullopt;
+}
+
+LONG LsaState::PackageNumber(std::string_view name)
+{
+    return name == "Negotiate" ? 9 : -1;
 }
 
 } // namespace WindowsModel

@@ -1,4 +1,5 @@
-// CredProtectW and CredIsProtectedW with a protection that a reader recognises and the host can undo.
+// What packing a logon takes: CredProtectW and CredIsProtectedW with a protection that a reader recognises
+// and the host can undo, and the LSA as an untrusted caller sees it.
 #pragma once
 
 #include <windows.h>
@@ -6,6 +7,7 @@
 #include <deque>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace WindowsModel {
@@ -43,7 +45,19 @@ enum class Protection {
 /// The protected form of a text, without a terminating NUL.
 std::wstring Protect(const std::wstring& text, bool asSelf = false);
 Protection ProtectionOf(const std::wstring& text);
-/// Nothing when the text is not protected or has been damaged.
+/// The LSA's way: nothing when the text is not protected for it or has been damaged.
 std::optional<std::wstring> Unprotect(const std::wstring& text);
+
+struct PackageLookup {
+    std::string name;
+    USHORT length, maximumLength;
+};
+
+struct LsaState {
+    std::vector<PackageLookup> lookups;
+
+    /// The number of a package by its name, or -1. There is Negotiate.
+    static LONG PackageNumber(std::string_view name);
+};
 
 } // namespace WindowsModel

@@ -1,5 +1,4 @@
-#include "WindowsModel/Devices.h"
-
+// Devices as SetupAPI and the configuration manager tell of them.
 #include "WindowsModel/Replacement.h"
 
 #include <cfgmgr32.h>

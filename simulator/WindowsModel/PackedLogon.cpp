@@ -5,7 +5,7 @@
 #include "WindowsModel/SimulatedWindows.h"
 
 #include <cstring>
-#include <type_traits>
+#include <sstream>
 
 namespace WindowsModel {
 
@@ -14,22 +14,13 @@ namespace {
 constexpr size_t HeaderBytes = sizeof(KERB_INTERACTIVE_UNLOCK_LOGON);
 static_assert(HeaderBytes == 64);
 
-std::string Word(const char* text)
-{
-    return text;
-}
-template <class Integer>
-    requires std::is_integral_v<Integer>
-std::string Word(Integer number)
-{
-    return std::to_string(number);
-}
-
 /// Texts and numbers in one line.
 template <class... Parts>
 std::string Words(Parts... parts)
 {
-    return (Word(parts) + ...);
+    std::ostringstream line;
+    (line << ... << parts);
+    return line.str();
 }
 
 /// Reads one block and writes down what is wrong with it.
@@ -67,20 +58,9 @@ private:
     void CheckMessageType(DWORD type, CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario)
     {
         m_logon.messageType = type;
-        DWORD expected = 0;
-        switch (scenario) {
-        case CPUS_LOGON:
-            expected = KerbInteractiveLogon;
-            break;
-        case CPUS_UNLOCK_WORKSTATION:
-            expected = KerbWorkstationUnlockLogon;
-            break;
-        case CPUS_CREDUI:
-            break;
-        default:
-            Violation(Words("nothing is packed for usage scenario ", int(scenario)));
-            return;
-        }
+        const DWORD expected = scenario == CPUS_LOGON                ? KerbInteractiveLogon
+                               : scenario == CPUS_UNLOCK_WORKSTATION ? KerbWorkstationUnlockLogon
+                                                                     : 0;
         if (type != expected)
             Violation(Words("MessageType is ", type, " instead of ", expected));
     }
@@ -141,21 +121,13 @@ LogonResult Logon(const PackedLogon& logon)
 {
     if (!logon.Valid())
         return {STATUS_INVALID_PARAMETER, STATUS_SUCCESS};
-    std::wstring password = logon.password;
-    switch (ProtectionOf(logon.password)) {
-    case Protection::None:
-        break;
-    case Protection::User:
+    std::optional<std::wstring> password = logon.password;
+    if (ProtectionOf(logon.password) != Protection::None)
+        password = Unprotect(logon.password);
+    if (!password)
         return {STATUS_LOGON_FAILURE, STATUS_SUCCESS};
-    case Protection::Trusted:
-        const auto plain = Unprotect(logon.password);
-        if (!plain)
-            return {STATUS_LOGON_FAILURE, STATUS_SUCCESS};
-        password = *plain;
-        break;
-    }
     const LogonVerdict verdict =
-        CheckLogon(SimulatedWindows::Instance().Lock()->accounts, logon.domain, logon.user, password);
+        CheckLogon(SimulatedWindows::Instance().Lock()->accounts, logon.domain, logon.user, *password);
     return {verdict.status, verdict.substatus};
 }
 

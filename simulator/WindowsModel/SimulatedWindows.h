@@ -16,12 +16,9 @@
 #include "WindowsModel/Accounts.h"
 #include "WindowsModel/Clock.h"
 #include "WindowsModel/Credentials.h"
-#include "WindowsModel/Devices.h"
 #include "WindowsModel/ImportHooks.h"
 #include "WindowsModel/Ledger.h"
-#include "WindowsModel/Lsa.h"
 #include "WindowsModel/Services.h"
-#include "WindowsModel/Session.h"
 #include "WindowsModel/System.h"
 #include "WindowsModel/Texts.h"
 

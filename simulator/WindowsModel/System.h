@@ -1,13 +1,24 @@
-// What the module asks of the system around it: the language, power and the programs that it starts.
+// What the module asks of the system around it: its session, the language, power, devices and the programs
+// that it starts.
 #pragma once
 
 #include <windows.h>
 
+#include <wtsapi32.h>
+
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace WindowsModel {
+
+struct SessionState {
+    WTS_CONNECTSTATE_CLASS connectState = WTSActive;
+    std::wstring userName;
+    /// The classes that were asked for, in order.
+    std::vector<WTS_INFO_CLASS> queries;
+};
 
 struct LocaleState {
     LCID systemDefault = MAKELCID(MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US), SORT_DEFAULT);
@@ -31,6 +42,14 @@ struct PowerState {
         lockOnMains = onMains;
         lockOnBattery = onBattery;
     }
+};
+
+struct DevicesState {
+    /// When set, the machine has no other device than the sensor: plugged in, or known and unplugged.
+    /// Otherwise Windows is asked.
+    std::optional<bool> sensor;
+    /// Reported for every device node when set, for example CM_PROB_DISABLED (22); 0 is a healthy node.
+    std::optional<ULONG> problem;
 };
 
 /// One WinExec.

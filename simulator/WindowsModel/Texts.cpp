@@ -33,19 +33,13 @@ HANDLE ModelRegisterEventSourceW(const wchar_t* /*server*/, const wchar_t* sourc
     return handle;
 }
 
-BOOL ModelReportEventW(HANDLE handle, WORD type, WORD category, DWORD id, PSID userSid, WORD count,
-                       DWORD dataBytes, const wchar_t** strings, void* /*data*/)
+BOOL ModelReportEventW(HANDLE handle, WORD type, WORD /*category*/, DWORD /*id*/, PSID /*userSid*/,
+                       WORD count, DWORD /*dataBytes*/, const wchar_t** strings, void* /*data*/)
 {
     const ModelState state;
     if (!state->ledger.Holds(handle))
         return Answer(ERROR_INVALID_HANDLE);
-    state->texts.events.push_back({state->texts.sources[handle],
-                                   type,
-                                   category,
-                                   id,
-                                   {strings, strings + count},
-                                   userSid != nullptr,
-                                   dataBytes});
+    state->texts.events.push_back({state->texts.sources[handle], type, {strings, strings + count}});
     return TRUE;
 }
 
@@ -69,8 +63,7 @@ int ModelGdipDrawString(void* graphics, const wchar_t* text, int length, const v
     std::function<void(const std::wstring&)> onPrompt;
     {
         const ModelState state;
-        state->texts.prompts.push_back(
-            {drawn, layout->x, layout->y, layout->width, layout->height, GetCurrentThreadId()});
+        state->texts.prompts.push_back({drawn, layout->x, layout->y});
         onPrompt = state->texts.onPrompt;
     }
     if (onPrompt)

@@ -17,18 +17,14 @@ struct DebugText {
 
 struct EventRecord {
     std::wstring source;
-    WORD type, category;
-    DWORD id;
+    WORD type;
     std::vector<std::wstring> strings;
-    bool hasUserSid;
-    DWORD dataBytes;
 };
 
 /// One GdipDrawString that succeeded.
 struct Prompt {
     std::wstring text;
-    float x, y, width, height;
-    DWORD thread;
+    float x, y;
 };
 
 /// One GdipDrawImageRectI.
