@@ -14,7 +14,6 @@
 namespace {
 
 using WindowsModel::Protect;
-using WindowsModel::ProtectAnswer;
 
 constexpr HRESULT Overflow = HRESULT(0x80070216);
 
@@ -94,41 +93,22 @@ TEST_CASE("what is wrong with an account is told")
     }
 }
 
-TEST_CASE("a protection that fails, and one that has nothing to show")
+TEST_CASE("a protection that has nothing to show, and a password that may be protected already")
 {
-    struct Row {
-        std::deque<ProtectAnswer> answers;
-        HRESULT result;
-    };
-    const Row rows[] = {
-        {{{ProtectAnswer::Fail, ERROR_INSUFFICIENT_BUFFER, 0}}, HRESULT(0x8007007A)},
-        {{{ProtectAnswer::Fail, ERROR_ACCESS_DENIED, 40}}, E_ACCESSDENIED},
-        {{{ProtectAnswer::Usual}, {ProtectAnswer::Fail, ERROR_INVALID_DATA}}, HRESULT(0x8007000D)},
-        {{{ProtectAnswer::Succeed}}, S_OK},
-    };
     LogonSimulation simulation;
-    PWSTR text = nullptr;
-    for (const Row& row : rows) {
-        CAPTURE(&row - rows);
-        simulation->credentials.protectAnswers = row.answers;
-        text = User;
-        CHECK(ProtectIfNecessaryAndCopyPassword(L"p", CPUS_LOGON, &text) == row.result);
-        CHECK(text == nullptr);
-        CHECK(simulation.Blocks() == 0);
-        CHECK(simulation->credentials.protectAnswers.empty());
-    }
-    simulation->credentials.protectAnswers = {{ProtectAnswer::Succeed}};
     BYTE* block = nullptr;
     DWORD size = 0;
+    simulation->credentials.protectAnswers = {{WindowsModel::ProtectAnswer::Succeed}};
     REQUIRE(PackLogon(Domain, User, L"p", CPUS_LOGON, &block, &size) == S_OK);
     CheckPacked(block, size, CPUS_LOGON, L"");
     CoTaskMemFree(block);
 
-    // Whether it is protected already cannot be told: then it is not.
+    // It cannot be told: then it is not.
     simulation.FailNext("CredIsProtectedW", ERROR_INVALID_PARAMETER);
-    REQUIRE(ProtectIfNecessaryAndCopyPassword(Protect(L"p").c_str(), CPUS_LOGON, &text) == S_OK);
-    CHECK(text == Protect(Protect(L"p")));
-    CoTaskMemFree(text);
+    REQUIRE(PackLogon(Domain, User, Protect(L"p").c_str(), CPUS_LOGON, &block, &size) == S_OK);
+    CheckPacked(block, size, CPUS_LOGON, Protect(Protect(L"p")));
+    CoTaskMemFree(block);
+    CHECK(simulation.Blocks() == 0);
 }
 
 TEST_CASE("what GetSerialization hands out when a step fails, and what it gives back")
@@ -144,6 +124,8 @@ TEST_CASE("what GetSerialization hands out when a step fails, and what it gives 
         {nullptr, 0, 0, S_OK, true},
         {"GetComputerNameW", ERROR_BUFFER_OVERFLOW, 0, HRESULT(0x8007006F), false},
         {"CredProtectW", ERROR_ACCESS_DENIED, 0, E_ACCESSDENIED, false},
+        {"CredProtectW", ERROR_INSUFFICIENT_BUFFER, 0, HRESULT(0x8007007A), false}, // of no size
+        {"CredProtectW", ERROR_INVALID_DATA, 1, HRESULT(0x8007000D), false},
         {"SHStrDupW", DWORD(E_OUTOFMEMORY), 0, E_OUTOFMEMORY, false},
         {"SHStrDupW", DWORD(E_OUTOFMEMORY), 1, E_OUTOFMEMORY, false},
         {"CoTaskMemAlloc", 0, 0, E_OUTOFMEMORY, false},

@@ -30,11 +30,14 @@ TEST_CASE("the credential-service event is one auto-reset object that everyone m
     DWORD flags = 0;
     CHECK((GetHandleInformation(event.Get(), &flags) && (flags & HANDLE_FLAG_INHERIT) != 0));
     PSECURITY_DESCRIPTOR descriptor = nullptr;
+    REQUIRE(GetSecurityInfo(event.Get(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr,
+                            nullptr, nullptr, &descriptor) == ERROR_SUCCESS);
+    BOOL present = FALSE;
+    BOOL defaulted = TRUE;
     ACL unset;
     PACL dacl = &unset;
-    REQUIRE(GetSecurityInfo(event.Get(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, &dacl,
-                            nullptr, &descriptor) == ERROR_SUCCESS);
-    CHECK(dacl == nullptr);
+    CHECK(GetSecurityDescriptorDacl(descriptor, &present, &dacl, &defaulted));
+    CHECK((present && dacl == nullptr));
     LocalFree(descriptor);
 }
 
