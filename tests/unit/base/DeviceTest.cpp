@@ -6,7 +6,7 @@
 #include <setupapi.h>
 #include <shellapi.h>
 
-#include <cstring>
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -43,7 +43,10 @@ BOOL WINAPI ReadProperty(HDEVINFO /*set*/, SP_DEVINFO_DATA* data, DWORD property
     const auto bytes = DWORD(text.size() * sizeof(wchar_t) - (!isDriver && device.halved));
     if (needed != nullptr)
         *needed = bytes;
-    return bytes <= size && std::memcpy(buffer, text.data(), bytes) != nullptr;
+    if (bytes > size)
+        return FALSE;
+    std::copy_n(reinterpret_cast<const BYTE*>(text.data()), bytes, buffer);
+    return TRUE;
 }
 
 /// A machine with these devices alone, with failure notes switched on.
