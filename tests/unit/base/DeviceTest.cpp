@@ -6,248 +6,164 @@
 #include <setupapi.h>
 #include <shellapi.h>
 
+#include <algorithm>
 #include <optional>
-#include <set>
 #include <utility>
 
 namespace {
 
 using std::wstring;
 
-constexpr wchar_t UsbKey[] = LR"(System\CurrentControlSet\Enum\USB)";
 constexpr wchar_t FailureNotes[] = LR"(c:\FPLog)";
+
+/// A device's properties as they lie in the registry, whatever ends they have.
+struct Device {
+    wstring ids;
+    std::optional<wstring> driver = L"driver";
+    bool halved = false; ///< of the last unit of the IDs only half is there
+};
+/// The machine's devices; none: Windows does not even give a set of them.
+std::optional<std::vector<Device>> g_devices;
 
 struct NodeStatus {
     CONFIGRET result = CR_SUCCESS;
-    ULONG status = DN_DISABLEABLE | DN_STARTED;
+    ULONG status = DN_DISABLEABLE;
     ULONG problem = 0;
 };
 NodeStatus g_node;
 
-CONFIGRET WINAPI ScriptedStatus(ULONG* status, ULONG* problem, DEVINST, ULONG)
+BOOL WINAPI ReadProperty(HDEVINFO /*set*/, SP_DEVINFO_DATA* data, DWORD property, DWORD* /*type*/,
+                         BYTE* buffer, DWORD size, DWORD* needed)
 {
-    *status = g_node.status;
-    *problem = g_node.problem;
-    return g_node.result;
+    const Device& device = (*g_devices)[data->DevInst];
+    const bool isDriver = property == SPDRP_DRIVER;
+    if (isDriver && !device.driver)
+        return FALSE;
+    const wstring& text = isDriver ? *device.driver : device.ids;
+    const auto bytes = DWORD(text.size() * sizeof(wchar_t) - (!isDriver && device.halved));
+    if (needed != nullptr)
+        *needed = bytes;
+    if (bytes > size)
+        return FALSE;
+    std::copy_n(reinterpret_cast<const BYTE*>(text.data()), bytes, buffer);
+    return TRUE;
 }
 
-/// One device of the vendor. Enumerated in the order of `key`, which need not tell the same as `ids`.
-struct Entry {
-    wstring key;
-    wstring ids; ///< a list's terminators included
-    std::optional<wstring> driver = LR"({53D29EF7-377C-4D14-864B-EB3A85769359}\0000)";
-    DWORD type = REG_MULTI_SZ;
-    std::size_t oddBytes = 0;
-};
-
-Entry Sensor(const wstring& key, const wstring& hardwareId)
-{
-    return {key, hardwareId + wstring(2, L'\0')};
-}
-
-/// A machine whose only devices of the vendor are the ones added here, with failure notes switched on.
+/// A machine with these devices alone, with failure notes switched on.
 struct Devices : Simulation {
-    explicit Devices(const std::vector<Entry>& entries = {})
-        : Simulation(Group::Devices | Group::Failures | Group::Texts)
+    explicit Devices(const std::vector<Device>& devices) : Simulation(Group::Texts)
     {
-        Replace("CM_Get_DevNode_Status", ScriptedStatus);
-        g_node = {};
-        RemoveVendor();
-        for (const Entry& entry : entries)
-            Add(entry);
+        g_devices = devices;
+        Replace(
+            "SetupDiGetClassDevsW", +[](const GUID*, PCWSTR, HWND, DWORD flags) -> HDEVINFO {
+                const bool allPresent = flags == (DIGCF_PRESENT | DIGCF_ALLCLASSES);
+                return allPresent && g_devices ? &g_devices : INVALID_HANDLE_VALUE;
+            });
+        Replace(
+            "SetupDiEnumDeviceInfo", +[](HDEVINFO, DWORD index, SP_DEVINFO_DATA* device) -> BOOL {
+                device->DevInst = index;
+                return index < g_devices->size();
+            });
+        Replace("SetupDiGetDeviceRegistryPropertyW", ReadProperty);
+        Replace("SetupDiDestroyDeviceInfoList", +[](HDEVINFO) { return TRUE; });
+        Replace(
+            "CM_Get_DevNode_Status", +[](ULONG* status, ULONG* problem, DEVINST, ULONG) {
+                *status = g_node.status;
+                *problem = g_node.problem;
+                return g_node.result;
+            });
         CreateDirectoryW(FailureNotes, nullptr);
     }
-    ~Devices()
-    {
-        RemoveVendor();
-        RemoveDirectoryW(FailureNotes);
-    }
-
-    void Add(const Entry& entry)
-    {
-        const wstring key = wstring(UsbKey) + LR"(\VID_138A&)" + entry.key + LR"(\0001)";
-        Set(key, L"ClassGUID", REG_SZ, L"{53D29EF7-377C-4D14-864B-EB3A85769359}");
-        Set(key, L"HardwareID", entry.type, entry.ids, entry.oddBytes);
-        if (entry.driver)
-            Set(key, L"Driver", REG_SZ, *entry.driver);
-    }
+    ~Devices() { RemoveDirectoryW(FailureNotes); }
 
     /// The notes in the event log since the last call.
-    std::multiset<wstring> Notes()
+    std::vector<wstring> Notes()
     {
-        std::multiset<wstring> notes;
+        std::vector<wstring> notes;
         for (const WindowsModel::EventRecord& event : std::exchange((*this)->texts.events, {}))
-            notes.insert(event.strings.at(0));
+            notes.push_back(event.strings.at(0));
         return notes;
-    }
-
-private:
-    static void Set(const wstring& key, const wchar_t* name, DWORD type, const wstring& text,
-                    std::size_t oddBytes = 0)
-    {
-        const auto bytes = static_cast<DWORD>(text.size() * sizeof(wchar_t) + oddBytes);
-        REQUIRE(RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), name, type, text.c_str(), bytes) ==
-                ERROR_SUCCESS);
-    }
-
-    static void RemoveVendor()
-    {
-        HKEY usb = nullptr;
-        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, UsbKey, 0, KEY_ALL_ACCESS, &usb) != ERROR_SUCCESS)
-            return;
-        wchar_t name[256];
-        for (DWORD index = 0; RegEnumKeyW(usb, index, name, std::size(name)) == ERROR_SUCCESS;) {
-            if (!wstring(name).starts_with(L"VID_138A") || RegDeleteTreeW(usb, name) != ERROR_SUCCESS)
-                ++index;
-        }
-        RegCloseKey(usb);
     }
 };
 
 using Found = std::pair<int, bool>; // model, enabled
 
-Found Find(const NodeStatus& node = {})
+Found Find(ULONG problem = 0)
 {
-    g_node = node;
+    g_node = {.problem = problem};
     bool enabled = true;
     const int model = FindFPDevice(&enabled);
     return {model, enabled};
 }
 
-/// All present devices, ours and the system's, and the index of the first one of ours.
-struct Enumeration {
-    int count = 0;
-    int ours = -1;
-
-    Enumeration()
-    {
-        const HDEVINFO set =
-            SetupDiGetClassDevsW(nullptr, nullptr, nullptr, DIGCF_PRESENT | DIGCF_ALLCLASSES);
-        SP_DEVINFO_DATA device{};
-        device.cbSize = sizeof device;
-        for (; SetupDiEnumDeviceInfo(set, count, &device); ++count) {
-            wchar_t id[256] = {};
-            SetupDiGetDeviceInstanceIdW(set, &device, id, std::size(id), nullptr);
-            if (ours < 0 && wstring(id).find(L"VID_138A") != wstring::npos)
-                ours = count;
-        }
-        SetupDiDestroyDeviceInfoList(set);
-    }
-};
-
-TEST_CASE("the first sensor in the order of enumeration is found")
+TEST_CASE("the first sensor is found, and what can't be read is noted and skipped")
 {
-    const wstring otherProduct = LR"(USB\VID_138A&PID_0011&REV_0001)";
-    const wstring sensor8 = LR"(USB\VID_138A&PID_0008&REV_0001)";
-    const wstring sensor10 = LR"(USB\VID_138A&PID_0010&REV_0001)";
+    const wstring sensor8 = LR"(USB\VID_138A&PID_0008)";
+    const wstring sensor10 = LR"(USB\VID_138A&PID_0010)";
+    const wchar_t* const driver = L"1 SetupDiGetDeviceRegistryPropertyW 0 ";
+    const wchar_t* const ids = L"2 SetupDiGetDeviceRegistryPropertyW 0 ";
+    const auto filled = [&](std::size_t units) { return sensor10 + wstring(units - sensor10.size(), L'x'); };
     struct Row {
         const char* what;
-        std::vector<Entry> entries;
+        Device device;
         Found found;
+        const wchar_t* note = nullptr;
     };
     const Row rows[] = {
-        {"none", {}, {0, false}},
-        {"product 0008", {Sensor(L"PID_0008", sensor8)}, {1, true}},
-        {"lower case", {Sensor(L"PID_0010", LR"(usb\vid_138a&pid_0010)")}, {2, true}},
-        {"another product", {Sensor(L"PID_0011", otherProduct)}, {0, true}},
-        {"another vendor", {Sensor(L"PID_0010", LR"(USB\VID_138B&PID_0010)")}, {0, false}},
-        {"0008, 0010", {Sensor(L"1", sensor8), Sensor(L"2", sensor10)}, {1, true}},
-        {"0010, 0008", {Sensor(L"1", sensor10), Sensor(L"2", sensor8)}, {2, true}},
-        {"another, 0010", {Sensor(L"1", otherProduct), Sensor(L"2", sensor10)}, {2, true}},
-        {"both at once", {Sensor(L"1", sensor10 + L"&PID_0008")}, {1, true}},
-        {"not the first ID", {Sensor(L"1", LR"(USB\COMPOSITE)" + wstring(1, L'\0') + sensor8)}, {0, false}},
+        {"product 0008", {sensor8 + wstring(2, L'\0')}, {1, true}},
+        {"lower case", {LR"(usb\vid_138a&pid_0010)"}, {2, true}},
+        {"another product", {LR"(USB\VID_138A&PID_0011)"}, {0, true}},
+        {"another vendor", {LR"(USB\VID_138B&PID_0010)"}, {0, false}},
+        {"both at once", {sensor10 + L"&PID_0008"}, {1, true}},
+        {"not the first ID", {LR"(USB\COMPOSITE)" + wstring(1, L'\0') + sensor8}, {0, false}},
+        {"no driver", {sensor10, std::nullopt}, {0, false}, driver},
+        {"over-long driver", {sensor10, wstring(257, L'd')}, {0, false}, driver},
+        {"over-long IDs", {filled(257)}, {0, false}, ids},
+        {"IDs that fill the buffer", {filled(256)}, {2, true}},
+        {"half a unit missing", {sensor10, L"driver", true}, {0, true}},
+        {"ends in the driver's text", {sensor10.substr(0, 17), wstring(17, L'd') + L"0010"}, {0, true}},
     };
     for (const Row& row : rows) {
         CAPTURE(row.what);
-        Devices devices(row.entries);
-        const Enumeration enumeration;
-        REQUIRE((enumeration.ours >= 0) == !row.entries.empty());
+        Devices devices({row.device});
         CHECK(Find() == row.found);
-        // The count of devices is noted at the end only, which a sensor keeps it from reaching.
-        const wstring end = L"SetupDiEnumDeviceInfo " + std::to_wstring(enumeration.count) + L" ";
-        CHECK(devices.Notes().contains(end) == (row.found.first == 0));
-        CHECK(Find({.problem = CM_PROB_DISABLED}) == Found{row.found.first, false});
-        CHECK(Find({.problem = CM_PROB_HARDWARE_DISABLED}) == row.found);
-        CHECK(Find({.result = CR_NO_SUCH_DEVNODE}) == row.found);
+        std::vector<wstring> notes;
+        if (row.note != nullptr)
+            notes.push_back(row.note);
+        if (row.found.first == 0)
+            notes.push_back(L"SetupDiEnumDeviceInfo 1 ");
+        CHECK(devices.Notes() == notes);
+        CHECK(Find(CM_PROB_DISABLED) == Found{row.found.first, false});
+        CHECK(Find(CM_PROB_HARDWARE_DISABLED) == row.found);
+
+        g_devices->push_back({sensor8});
+        CHECK(Find() == Found{row.found.first == 0 ? 1 : row.found.first, true});
     }
 }
 
-TEST_CASE("a device whose properties can't be read is noted and skipped")
+TEST_CASE("without a set of devices there is no sensor")
 {
-    const wstring id = LR"(USB\VID_138A&PID_0010)";
-    const wchar_t* const driver = L"1 SetupDiGetDeviceRegistryPropertyW ";
-    const wchar_t* const ids = L"2 SetupDiGetDeviceRegistryPropertyW ";
-    const auto filled = [&](std::size_t units) { return id + wstring(units - id.size(), L'x'); };
-    const auto raw = [](const wstring& text, std::size_t oddBytes = 0, const wstring& driver = L"d") {
-        return Entry{L"1", text, driver, REG_BINARY, oddBytes};
-    };
-    struct Row {
-        const char* what;
-        Entry entry;
-        int model;
-        const wchar_t* note; // its beginning
-    };
-    const Row rows[] = {
-        {"no driver", {L"1", id, std::nullopt}, 0, driver},
-        {"over-long driver", {L"1", id, wstring(256, L'd')}, 0, driver},
-        {"over-long IDs", raw(filled(257)), 0, ids},
-        {"IDs that fill the buffer", raw(filled(256)), 2, nullptr},
-        {"no terminator", raw(id), 2, nullptr},
-        {"half a unit more", raw(id + L'x', 1), 2, nullptr},
-        {"half a unit missing", raw(id.substr(0, id.size() - 1), 1), 0, nullptr},
-        {"no ID at all", raw(L"", 0, id), 0, nullptr},
-        {"ends in the driver's text", raw(id.substr(0, 17), 0, wstring(17, L'd') + L"0010"), 0, nullptr},
-    };
-    for (const Row& row : rows) {
-        CAPTURE(row.what);
-        Devices devices({row.entry});
-        const wstring index = std::to_wstring(Enumeration().ours) + L" ";
-        CHECK(Find().first == row.model);
-        const auto notes = devices.Notes();
-        CHECK(notes.contains(driver + index) == (row.note == driver));
-        CHECK(notes.contains(ids + index) == (row.note == ids));
-
-        devices.Add(Sensor(L"2", LR"(USB\VID_138A&PID_0008)"));
-        CHECK(Find().first == (row.model == 0 ? 1 : row.model));
-    }
-}
-
-TEST_CASE("devices that are unplugged don't count, and without a set of devices there is no sensor")
-{
-    Devices devices({Sensor(L"PID_0010", LR"(USB\VID_138A&PID_0010)")});
-    static decltype(&SetupDiGetClassDevsW) original;
-    static std::vector<DWORD> asked;
-    devices.Replace(
-        "SetupDiGetClassDevsW",
-        +[](const GUID* of, PCWSTR enumerator, HWND parent, DWORD flags) {
-            asked.push_back(flags);
-            return original(of, enumerator, parent, flags);
-        },
-        &original);
-    CHECK(Find() == Found{2, true});
-    devices.FailNext("SetupDiGetClassDevsW", ERROR_ACCESS_DENIED, 2);
+    Devices devices({});
+    g_devices.reset();
     CHECK(Find() == Found{0, false});
     CHECK_FALSE(IsFPDeviceEnabled());
-    CHECK(devices.Notes() ==
-          std::multiset<wstring>{L"SetupDiGetClassDevs Fail", L"SetupDiGetClassDevs Fail"});
-    CHECK(asked == std::vector<DWORD>(3, DIGCF_PRESENT | DIGCF_ALLCLASSES));
+    CHECK(devices.Notes() == std::vector<wstring>(2, L"SetupDiGetClassDevs Fail"));
 }
 
 TEST_CASE("the vendor's device is enabled when it could be disabled and is not")
 {
-    struct Row {
-        NodeStatus node;
-        bool enabled;
-    };
-    Devices devices({Sensor(L"PID_0010", LR"(usb\vid_138a&pid_0010)")});
+    const Devices devices({{LR"(usb\vid_138a&pid_0010)"}});
+    g_node = {};
     CHECK_FALSE(IsFPDeviceEnabled());
-    devices.Add(Sensor(L"PID_0011", LR"(USB\VID_138A&PID_0011)"));
-    for (const Row& row :
-         {Row{{}, true}, Row{{.problem = CM_PROB_FAILED_START}, true},
-          Row{{.problem = CM_PROB_DISABLED}, false}, Row{{.problem = CM_PROB_HARDWARE_DISABLED}, false},
-          Row{{.status = DN_STARTED}, false}, Row{{.result = CR_NO_SUCH_DEVNODE}, false}}) {
-        g_node = row.node;
-        CHECK(IsFPDeviceEnabled() == row.enabled);
+    g_devices->push_back({LR"(USB\VID_138A&PID_0011)"});
+    CHECK(IsFPDeviceEnabled());
+    g_node.problem = CM_PROB_FAILED_START;
+    CHECK(IsFPDeviceEnabled());
+    for (const NodeStatus& node :
+         {NodeStatus{.problem = CM_PROB_DISABLED}, NodeStatus{.problem = CM_PROB_HARDWARE_DISABLED},
+          NodeStatus{.status = DN_STARTED}, NodeStatus{.result = CR_NO_SUCH_DEVNODE}}) {
+        g_node = node;
+        CHECK_FALSE(IsFPDeviceEnabled());
     }
 }
 
@@ -270,21 +186,15 @@ TEST_CASE("the device is restarted by the tool beside the program's folder")
             steps.push_back(object == process && milliseconds == INFINITE ? L"wait" : L"wrong wait");
             return DWORD(object == nullptr ? WAIT_FAILED : WAIT_OBJECT_0);
         });
-    simulation.Replace(
-        "Sleep", +[](DWORD milliseconds) {
-            DWORD flags = 0;
-            CHECK_FALSE(GetHandleInformation(process, &flags));
-            steps.push_back(std::to_wstring(milliseconds));
-        });
+    simulation.Replace("Sleep", +[](DWORD milliseconds) { steps.push_back(std::to_wstring(milliseconds)); });
     simulation.Replace("GetSystemWow64DirectoryW", +[](wchar_t*, UINT) { return UINT(is64Bit); });
     wchar_t program[MAX_PATH] = {};
     GetModuleFileNameW(nullptr, program, MAX_PATH);
     const wstring folder = wstring(program).substr(0, wstring(program).find_last_of(L'\\') + 1);
 
-    for (const int round : {0, 1, 2, 3}) {
+    for (const bool works : {true, false}) {
         steps.clear();
-        toolStarts = (round & 1) != 0;
-        is64Bit = (round & 2) != 0;
+        toolStarts = is64Bit = works;
         RestartFPDevice();
         const wstring call =
             L"runas|" + folder + (is64Bit ? LR"(..\devcon_x64.exe)" : LR"(..\devcon_x32.exe)");

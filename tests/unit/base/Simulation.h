@@ -17,9 +17,9 @@ public:
     }
 
     WindowsModel::SimulatedWindows::Locked operator->() { return windows.Lock(); }
-    void FailNext(const char* function, DWORD code, unsigned times = 1)
+    void FailNext(const char* function, DWORD code, unsigned times = 1, unsigned skip = 0)
     {
-        REQUIRE(windows.FailNext(function, code, 0, times));
+        REQUIRE(windows.FailNext(function, code, skip, times));
     }
 
     /// A test's own function stands in for Windows' or the simulation's.
