@@ -173,14 +173,15 @@ TEST_CASE("what the window lacks keeps the provider neither from living nor from
         const char* fails;
         bool window;
         unsigned times = 1;
+        DWORD error = 3;
     };
-    for (const Row& row : {Row{"CreateWindowExW", false},
+    for (const Row& row : {Row{"CreateWindowExW", false, 1, 0}, // a hook may refuse a window so
                            {"GdiplusStartup", true},
                            {"FindResourceW", true},
                            {"CreateEventA", true, 2}}) { // creation and provider both try
         CAPTURE(row.fails);
         LoadedProvider dll;
-        dll.FailNext(row.fails, 3, row.times);
+        dll.FailNext(row.fails, row.error, row.times);
         const auto provider = dll.Create();
         CHECK(provider->SetUsageScenario(CPUS_LOGON, 0) == S_OK);
         // The watchdog does its work in any case: three rounds of two commands.
