@@ -236,7 +236,7 @@ const Row Rows[] = {
     {[](Machine&) { FitMachine::InstallPreBootLibrary(L"enabled"); }, L"exports", Outcome::Refusal, L"lacks vcsWavIsPbaEnabled", Status::ExportMissing},
     {[](Machine&) { FitMachine::InstallPreBootLibrary(L"close"); }, L"exports", Outcome::Refusal, L"lacks vcsWavPbaClose", Status::ExportMissing},
     {[](Machine&) { FitMachine::InstallPreBootLibrary(L"creds"); }, L"exports", Outcome::Warning, L"lacks vcsWavPbaGetAuthUserCreds"},
-    {[](Machine&) { std::ofstream(fs::path(LR"(c:\windows\system32\vcsWavePba.dll)")) << "MZ, or not"; }, L"exports", Outcome::Refusal, L"can't be loaded", Status::LibraryUnfit},
+    {[](Machine&) { fs::resize_file(LR"(c:\windows\system32\vcsWavePba.dll)", 5000); }, L"exports", Outcome::Refusal, L"can't be loaded", Status::LibraryUnfit},
     {[](Machine&) { SetNumber(LibraryScript, L"Enabled", 0); }, L"pre-boot", Outcome::Pass, L"the service says yes"},
     {[](Machine&) { SetNumber(LibraryScript, L"Enabled", 0); AnswerFromService(L"pba 2"); }, L"pre-boot", Outcome::Unknown, L"answers 2; a tile appears only if", Status::LibraryDecides, Status::ServiceRefuses},
     {[](Machine& m) { SetNumber(LibraryScript, L"Enabled", 0); m.fit->MarkChecked(); }, L"step1", Outcome::Note, L"a tile asks the service alone"},
