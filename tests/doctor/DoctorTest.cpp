@@ -263,7 +263,7 @@ const Row Rows[] = {
     {[](Machine&) { WriteLog(std::wstring(600001, L'x') + L"\r\n" LOG(L"CVexaFPCredential::ReportResult : Start 0 0") LOG(L"CVexaFPCredential::UnAdvise : Start")); WriteLog(LOG(L"CSample_CreateInstance : return 0x0"), L"12-00-00.txt", std::chrono::hours(1)); }, L"last-logon", Outcome::Note, L"logged the user on"},
     {[](Machine&) { WriteLog(LOG(L"CVexaFPCredential::ReportResult : Start 0 0") LOG(L"CVexaFPCredential::ReportResult : Start C000006D 0")); }, L"last-logon", Outcome::Note, L"status 0xC000006D: "},
     // Last of all: without the service
-    {[](Machine&) { g_service.Kill(); }, L"endpoint", Outcome::Attention, L"can't be reached", Status::LibraryDecides, Status::Offered},
+    {[](Machine&) { g_service.Kill(); }, L"endpoint", Outcome::Attention, L"Have VexaFPService running", Status::LibraryDecides, Status::Offered},
     {[](Machine&) { SetNumber(LibraryScript, L"Enabled", 0); }, L"pre-boot", Outcome::Unknown, L"can't be reached", Status::LibraryDecides, Status::ServiceUnreachable},
     {[](Machine& m) { m.fit->MarkChecked(); }, L"pre-boot", Outcome::Refusal, L"can't be reached", Status::ServiceUnreachable},
 };
