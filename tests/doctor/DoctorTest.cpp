@@ -223,7 +223,7 @@ const Row Rows[] = {
     {[](Machine&) { ServeFrom(LR"(C:\nowhere\Provider.dll)"); }, L"dll", Outcome::Refusal, L"there is no file", Status::DllMissing},
     {[](Machine&) { ServeFrom(OwnFolder() / "doctor_tests.exe"); }, L"dll", Outcome::Refusal, L"a program, not a DLL", Status::DllUnfit},
     {[](Machine&) { ServeFrom(LR"("C:\windows\system32\vcsWavePba.dll")"); }, L"dll", Outcome::Refusal, L"is no COM server", Status::DllUnfit},
-    {[](Machine&) { const fs::path copy = OwnFolder() / "doctor_tests.bin"; fs::copy_file(OwnFolder() / "VexaFPCredentialProvider.dll", copy, fs::copy_options::overwrite_existing); ServeFrom(copy); }, L"dll", Outcome::Warning, L"is renamed"},
+    {[](Machine&) { const fs::path copy = OwnFolder() / "doctor_tests.bin"; CopyFileW((OwnFolder() / "VexaFPCredentialProvider.dll").c_str(), copy.c_str(), FALSE); ServeFrom(copy); }, L"dll", Outcome::Warning, L"is renamed"},
     // The gate
     {[](Machine&) { FitMachine::PullOut(); }, L"sensor", Outcome::Refusal, L"no device of vendor 138A", Status::NoSensor},
     {[](Machine& m) { m.simulation->devices.problem = 22; }, L"sensor", Outcome::Refusal, L"is disabled", Status::SensorDisabled},
