@@ -19,15 +19,11 @@ def expect(what, found, wanted):
         complaints.append(f"{what}: {found!r}, expected {wanted!r}")
 
 
-def resource(dll, kind, number):
-    """The resource's bytes; empty when there is none."""
-    for entry in dll.DIRECTORY_ENTRY_RESOURCE.entries:
-        if kind in (entry.id, str(entry.name)):
-            for item in entry.directory.entries:
-                if item.id == number:
-                    data = item.directory.entries[0].data.struct
-                    return dll.get_data(data.OffsetToData, data.Size)
-    return b""
+def resources_of(dll):
+    """The bytes of each resource by kind and number."""
+    return {(kind.id or str(kind.name), item.id): dll.get_data(place.OffsetToData, place.Size)
+            for kind in dll.DIRECTORY_ENTRY_RESOURCE.entries for item in kind.directory.entries
+            for place in [item.directory.entries[0].data.struct]}
 
 
 def check_headers(dll):
@@ -55,20 +51,20 @@ def check_functions(dll):
 
 
 def check_resources(dll, version):
+    resources = resources_of(dll)
     # A bitmap header of 40 bytes, 266 x 266 pixels, 1 plane, 24 bits; rows are filled up to four bytes.
-    tile = resource(dll, pefile.RESOURCE_TYPE["RT_BITMAP"], 105)
+    tile = resources.get((pefile.RESOURCE_TYPE["RT_BITMAP"], 105), b"")
     expect("tile", tile[:16], struct.pack("<IiiHH", 40, 266, 266, 1, 24))
     expect("bytes of the tile", len(tile), 40 + 266 * 800)
     png = b"\x89PNG\r\n\x1a\n\0\0\0\rIHDR"
     # RGBA of 8 bits.
-    expect("prompt image", resource(dll, "PNG", 103)[:26], png + struct.pack(">IIBB", 72, 72, 8, 6))
-    expect("second prompt image", resource(dll, "PNG", 104)[:16], png)
+    expect("prompt image", resources.get(("PNG", 103), b"")[:26], png + struct.pack(">IIBB", 72, 72, 8, 6))
+    expect("second prompt image", resources.get(("PNG", 104), b"")[:16], png)
 
-    numbers = [int(number) for number in (version + ".0.0.0").split(".")[:4]]
-    words = struct.unpack("<4H", struct.pack("<2I", dll.VS_FIXEDFILEINFO[0].FileVersionMS,
-                                             dll.VS_FIXEDFILEINFO[0].FileVersionLS))
-    expect("file version", [words[1], words[0], words[3], words[2]], numbers)
-    expect("product version", dll.VS_FIXEDFILEINFO[0].ProductVersionMS, dll.VS_FIXEDFILEINFO[0].FileVersionMS)
+    major, minor, patch = map(int, version.split("."))
+    numbers = dll.VS_FIXEDFILEINFO[0]
+    expect("file version", (numbers.FileVersionMS, numbers.FileVersionLS), (major << 16 | minor, patch << 16))
+    expect("product version", numbers.ProductVersionMS, numbers.FileVersionMS)
     texts = {}
     for part in dll.FileInfo[0]:
         for table in getattr(part, "StringTable", []):
@@ -78,26 +74,12 @@ def check_resources(dll, version):
 
 def check_pdb(dll, pdb, pdbutil):
     """The debugger takes the PDB of the same identity and age only."""
-    entries = [entry.entry for entry in dll.DIRECTORY_ENTRY_DEBUG if hasattr(entry.entry, "PdbFileName")]
-    expect("PDBs named", len(entries), 1)
     summary = subprocess.run([pdbutil, "dump", "--summary", pdb], check=True, capture_output=True, text=True).stdout
     guid = re.search(r"GUID: \{([^}]+)\}", summary)[1].replace("-", "")
     age = int(re.search(r"Age: (\d+)", summary)[1])
-    for entry in entries:
-        identity = f"{entry.Signature_Data1:08X}{entry.Signature_Data2:04X}{entry.Signature_Data3:04X}"
-        identity += f"{entry.Signature_Data4:02X}{entry.Signature_Data5:02X}{entry.Signature_Data6.hex().upper()}"
-        expect("identity of the PDB", identity, guid)
-        expect("age of the PDB", entry.Age, age)
-        expect("name of the PDB", entry.PdbFileName.rstrip(b"\0").decode(), pdb.rpartition("/")[2])
-
-
-def check_bytes(dll, most_bytes, folders):
-    content = bytes(dll.__data__)
-    expect(f"more than {most_bytes} bytes", len(content) > most_bytes, False)
-    # Nothing in it tells where it was built.
-    for folder in folders:
-        for encoding in ("utf-8", "utf-16-le"):
-            expect(f"holds the path {folder}", folder.encode(encoding) in content, False)
+    named = [(entry.entry.Signature_String, entry.entry.PdbFileName.rstrip(b"\0").decode())
+             for entry in dll.DIRECTORY_ENTRY_DEBUG if hasattr(entry.entry, "PdbFileName")]
+    expect("PDBs named", named, [(f"{guid}{age:X}", pdb.rpartition("/")[2])])
 
 
 def main(path, pdb, version, most_bytes, pdbutil, *folders):
@@ -106,7 +88,11 @@ def main(path, pdb, version, most_bytes, pdbutil, *folders):
     check_functions(dll)
     check_resources(dll, version)
     check_pdb(dll, pdb, pdbutil)
-    check_bytes(dll, int(most_bytes), folders)
+    content = bytes(dll.__data__)
+    expect(f"more than {most_bytes} bytes", len(content) > int(most_bytes), False)
+    # Nothing in it tells where it was built.
+    told = [folder for folder in folders for encoding in ("utf-8", "utf-16-le") if folder.encode(encoding) in content]
+    expect("paths of the build", told, [])
     sys.exit("\n".join(complaints) or 0)
 
 

@@ -1,38 +1,9 @@
 #include "Service.h"
 #include "unit/base/Simulation.h"
 
-#include <functional>
-#include <vector>
-
 namespace {
 
-decltype(&Sleep) g_sleep;
-using Waits = std::vector<DWORD>;
-Waits g_sleeps;
-std::function<void()> g_onSleep; // its own sleeps are real
-
-/// WaitFPService without its waits, which are noted. Does `action` during the sleep of that number.
-int Wait(size_t sleep = 0, const std::function<bool()>& action = {})
-{
-    g_sleeps.clear();
-    g_onSleep = [=] {
-        if (g_sleeps.size() == sleep)
-            REQUIRE(action());
-    };
-    Simulation hooks;
-    hooks.Replace(
-        "Sleep",
-        +[](DWORD milliseconds) {
-            if (g_onSleep == nullptr)
-                return g_sleep(milliseconds);
-            g_sleeps.push_back(milliseconds);
-            const auto onSleep = std::exchange(g_onSleep, nullptr);
-            onSleep();
-            g_onSleep = onSleep;
-        },
-        &g_sleep);
-    return WaitFPService();
-}
+constexpr char MakesHandle[] = "RpcBindingFromStringBindingW";
 
 CLIENT_CALL_RETURN __cdecl LoseService(PMIDL_STUB_DESC, PFORMAT_STRING format, ...)
 {
@@ -61,20 +32,9 @@ TEST_CASE("a binding is made anew by each call, and freed once")
     CHECK(g_hFPBinding == nullptr);
 }
 
-TEST_CASE("a service that is lost between a probe's two calls is not there")
-{
-    Simulation hooks;
-    hooks.Replace("NdrClientCall2", LoseService);
-    CHECK(ConnectFPService() == 1);
-    CHECK(CheckDeviceIsEnable() == -1);
-    UnbindFPService();
-}
-
-TEST_SUITE_BEGIN("service loss");
-
 TEST_CASE("the probes tell whether the service answers, and the sensor's state")
 {
-    const BoundService service;
+    BindFreshService();
     UnbindFPService();
     REQUIRE(ServiceClient::TellOk(L"result Probe -5")); // whatever it answers, it is there
     CHECK(ConnectFPService() == 1);
@@ -83,38 +43,41 @@ TEST_CASE("the probes tell whether the service answers, and the sensor's state")
         UnbindFPService();
         CHECK(CheckDeviceIsEnable() == state); // binds by itself
     }
-    g_service.Kill();
-    CHECK(CheckDeviceIsEnable() == -1);
-    UnbindFPService();
-    Simulation hooks;
-    hooks.Replace(
-        "RpcBindingFromStringBindingW",
-        +[](RPC_WSTR, RPC_BINDING_HANDLE*) -> RPC_STATUS { return RPC_S_INVALID_STRING_BINDING; });
+    Simulation simulation(Group::Failures);
+    simulation.Replace("NdrClientCall2", LoseService);
+    CHECK(ConnectFPService() == 1);
+    CHECK(CheckDeviceIsEnable() == -1); // lost between its two calls
+    simulation.FailNext(MakesHandle, RPC_S_INVALID_STRING_BINDING, 3);
     CHECK(BindFPService() == RPC_S_INVALID_STRING_BINDING);
     CHECK(ConnectFPService() == 0);
+    CHECK(CheckDeviceIsEnable() == -1);
 }
 
 TEST_CASE("waiting for service and sensor, each up to its last attempt")
 {
-    const BoundService service;
-    CHECK(Wait() == 0);
-    CHECK(g_sleeps.empty());
-
-    const auto start = [] { return g_service.Start(); };
-    const auto enable = [] { return ServiceClient::TellOk(L"pba 1"); };
-    REQUIRE(ServiceClient::TellOk(L"pba 0"));
-    CHECK(Wait(5, enable) == -1);
-    CHECK(g_sleeps == Waits(5, 200));
-    REQUIRE(ServiceClient::TellOk(L"pba 0"));
-    CHECK(Wait(4, enable) == 0);
-    CHECK(g_sleeps == Waits(4, 200));
-
-    g_service.Kill();
-    CHECK(Wait(10, start) == -1);
-    CHECK(g_sleeps == Waits(10, 300));
-    g_service.Kill();
-    CHECK(Wait(9, start) == 0);
-    CHECK(g_sleeps == Waits(9, 300));
+    using Sleeps = std::vector<DWORD>;
+    struct Row {
+        const wchar_t* sensor;
+        unsigned successes, failures; // of the attempts to reach the service, in this order
+        int result;
+        Sleeps sleeps;
+    };
+    BindFreshService();
+    for (const Row& row : {
+             Row{L"pba 1", 2, 1, 0, {}},
+             Row{L"pba 1", 0, 9, 0, Sleeps(9, 300)},
+             Row{L"pba 1", 0, 10, -1, Sleeps(10, 300)},
+             Row{L"pba 1", 1, 4, 0, Sleeps(4, 200)},
+             Row{L"pba 0", 6, 1, -1, Sleeps(5, 200)},
+         }) {
+        CAPTURE(row.successes);
+        CAPTURE(row.failures);
+        REQUIRE(ServiceClient::TellOk(row.sensor));
+        Simulation simulation(Group::Clock | Group::Failures);
+        simulation->clock.sleepScale = 0;
+        REQUIRE(simulation.windows.FailNext(MakesHandle, RPC_S_INVALID_STRING_BINDING, row.successes,
+                                            row.failures));
+        CHECK(WaitFPService() == row.result);
+        CHECK(simulation->clock.Sleeps() == row.sleeps);
+    }
 }
-
-TEST_SUITE_END();

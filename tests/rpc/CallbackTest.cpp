@@ -35,23 +35,18 @@ TEST_CASE("the service's callback reaches the client's routine and is answered w
 {
     const auto& client = *static_cast<const RPC_CLIENT_INTERFACE*>(Stub_VexaFP_v1_0_c_ifspec);
     // Outlives the endpoint: a thread of the runtime looks at it after it has sent an answer.
-    static RPC_SERVER_INTERFACE server{sizeof server,
-                                       client.InterfaceId,
-                                       client.TransferSyntax,
-                                       client.DispatchTable,
-                                       0,
-                                       nullptr,
-                                       nullptr,
-                                       client.InterpreterInfo,
-                                       0};
+    static RPC_SERVER_INTERFACE server{};
+    server.Length = sizeof server;
+    server.InterfaceId = client.InterfaceId;
+    server.TransferSyntax = client.TransferSyntax;
+    server.DispatchTable = client.DispatchTable;
+    server.InterpreterInfo = client.InterpreterInfo;
     handle_t binding = nullptr;
     REQUIRE(RpcServerUseProtseqEpW(RpcText(L"ncalrpc"), RPC_C_PROTSEQ_MAX_REQS_DEFAULT,
                                    RpcText(L"VexaFPCallbackTest"), nullptr) == RPC_S_OK);
-    REQUIRE(RpcServerRegisterIf(&server, nullptr, nullptr) == RPC_S_OK);
-    REQUIRE(RpcServerListen(1, RPC_C_LISTEN_MAX_CALLS_DEFAULT, TRUE) == RPC_S_OK);
+    REQUIRE(RpcServerRegisterIfEx(&server, nullptr, nullptr, RPC_IF_AUTOLISTEN,
+                                  RPC_C_LISTEN_MAX_CALLS_DEFAULT, nullptr) == RPC_S_OK);
     REQUIRE(RpcBindingFromStringBindingW(RpcText(L"ncalrpc:[VexaFPCallbackTest]"), &binding) == RPC_S_OK);
-    for (int attempt = 0; attempt < 100 && RpcMgmtIsServerListening(binding) != RPC_S_OK; ++attempt)
-        Sleep(20);
 
     const std::vector<byte> zero(4);
     // Two longs, then a null pointer; then a pointer's mark and the char behind it.
@@ -62,5 +57,4 @@ TEST_CASE("the service's callback reaches the client's routine and is answered w
 
     RpcBindingFree(&binding);
     RpcServerUnregisterIf(&server, nullptr, FALSE);
-    RpcMgmtStopServerListening(nullptr);
 }

@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstring>
 #include <numeric>
+#include <span>
 
 namespace {
 
@@ -33,47 +34,47 @@ struct Buffers {
 constexpr long Void = 4711;
 
 struct Procedure {
-    const char* name; // of its function; null where there is none
-    unsigned types;   // see TypesOf
+    const char* name;     // of its function; null where there is none
+    const wchar_t* types; // see TypesOf
     long (*call)(Buffers& b);
     const wchar_t* arguments; // as the service reports them
 };
 #define RECORD L"386 bytes fnv1a=ae2d16f4e52138ba"
 // clang-format off
-/// By number. Arguments of one type differ, and procedures of the same types have the same hash.
+/// By number. Arguments of one type differ.
 constexpr Procedure Procedures[] = {
-    {nullptr,                      0x5445B66F, [](Buffers&) { return CallStub(Stub_Probe); }, L""},
-    {nullptr,                      0x5445B66F, [](Buffers&) { return CallStub(Stub_Opnum1); }, L""},
-    {"RPCAPI::ListEnroll",         0x7E86ED00, [](Buffers& b) { return RPCAPI::ListEnroll(b.record, &b.value, &b.count); }, L"records=" RECORD L", value=-7, recordCount=1"},
-    {"RPCAPI::EnrollCapture",      0x10050AF2, [](Buffers& b) { return RPCAPI::EnrollCapture(&b.value); }, L"value=-7"},
-    {"RPCAPI::EnrollCommit",       0xA40B2EB1, [](Buffers& b) { return RPCAPI::EnrollCommit(b.record); }, L"record=" RECORD},
-    {"RPCAPI::EnrollBegin",        0x5445B66F, [](Buffers&) { return RPCAPI::EnrollBegin(); }, L""},
-    {"RPCAPI::EnrollCount",        0x10050AF2, [](Buffers& b) { return RPCAPI::EnrollCount(&b.count); }, L"count=1"},
-    {"RPCAPI::ListUserFinger",     0xC8837184, [](Buffers& b) { return RPCAPI::ListUserFinger(L"\u00C4", L"\u0416", b.fingers); }, L"first=\"\u00C4\", second=\"\u0416\""},
-    {"RPCAPI::IdentifyEnroll",     0xCC54F2E9, [](Buffers& b) { return RPCAPI::IdentifyEnroll(b.record); }, L""},
-    {"RPCAPI::IdleIdentifyEnroll", 0xCC54F2E9, [](Buffers& b) { return RPCAPI::IdleIdentifyEnroll(b.record); }, L""},
-    {"RPCAPI::ModifyUserData",     0x87BBE495, [](Buffers& b) { return RPCAPI::ModifyUserData(&b.record, 255); }, L"record=" RECORD L", flag=255"},
-    {"RPCAPI::DeleteFinger",       0x7126D893, [](Buffers&) { return RPCAPI::DeleteFinger(L"a", L"b", 255); }, L"first=\"a\", second=\"b\", finger=255"},
-    {"RPCAPI::SetFAP",             0x457747D8, [](Buffers&) { return RPCAPI::SetFAP(nullptr, reinterpret_cast<const byte*>("n"), L"w"); }, L"first=null, second=\"n\", third=\"w\""},
-    {"RPCAPI::GetFPVersion",       0xD8513D27, [](Buffers& b) { return RPCAPI::GetFPVersion(b.version); }, L""},
-    {"RPCAPI::GetAuthUserCreds",   0xCC54F2E9, [](Buffers& b) { return RPCAPI::GetAuthUserCreds(b.record); }, L""},
-    {"RPCAPI::IsAdminRegister",    0x5445B66F, [](Buffers&) { return RPCAPI::IsAdminRegister(); }, L""},
-    {"RPCAPI::IsFAPSet",           0x7F675BE8, [](Buffers&) { return RPCAPI::IsFAPSet(L"a"); }, L"name=\"a\""},
-    {"RPCAPI::ResotreUserData",    0x615914F1, [](Buffers& b) { return RPCAPI::ResotreUserData(b.record, b.data + 1, 3); }, L"record=" RECORD L", data=3 bytes 020304, byteCount=3"},
-    {"RPCAPI::BackupUserData",     0x8CB9E97D, [](Buffers& b) { return RPCAPI::BackupUserData(L"a", L"b", b.data, &(b.count = 4)); }, L"first=\"a\", second=\"b\", data=4 bytes 01020304, byteCount=4"},
-    {"RPCAPI::GetUserData",        0x38110C4D, [](Buffers& b) { return RPCAPI::GetUserData(L"a", L"b", b.record); }, L"first=\"a\", second=\"b\""},
-    {"RPCAPI::DeleteUserData",     0x7C01F8EB, [](Buffers&) { return RPCAPI::DeleteUserData(L"a", L"b"); }, L"first=\"a\", second=\"b\""},
-    {"RPCAPI::DeleteFAPUserData",  0x77B6F268, [](Buffers&) { return RPCAPI::DeleteFAPUserData(L"a", 255); }, L"name=\"a\", flag=255"},
-    {"RPCAPI::PbaEnable",          0x601349DF, [](Buffers&) { return RPCAPI::PbaEnable(255); }, L"enable=255"},
-    {"RPCAPI::IsPbaEnable",        0x5445B66F, [](Buffers&) { return RPCAPI::IsPbaEnable(); }, L""},
-    {nullptr,                      0x5445B66F, [](Buffers&) { return CallStub(Stub_Opnum24); }, L""},
-    {nullptr,                      0x5445B66F, [](Buffers&) { return CallStub(Stub_Opnum25); }, L""},
-    {nullptr,                      0x811C9DC5, [](Buffers&) { CallStub(Stub_Opnum26); return Void; }, L""},
-    {nullptr,                      0x32610B80, [](Buffers&) { CallStub(Stub_Opnum27, L"a"); return Void; }, L"text=\"a\""},
-    {nullptr,                      0x8A39C275, [](Buffers&) { CallStub(Stub_Opnum28, 255); return Void; }, L"value=255"},
-    {nullptr,                      0x7F675BE8, [](Buffers&) { return CallStub(Stub_Opnum29, L"a"); }, L"text=\"a\""},
-    {"RPCAPI::CaptureStop",        0x811C9DC5, [](Buffers&) { RPCAPI::CaptureStop(); return Void; }, L""},
-    {nullptr,                      0x8939C0E2, [](Buffers&) { CallStub(Stub_Opnum31, -128); return Void; }, L"value=-128"},
+    {nullptr,                      L"3 bytes 700008",                        [](Buffers&) { return CallStub(Stub_Probe); }, L""},
+    {nullptr,                      L"3 bytes 700008",                        [](Buffers&) { return CallStub(Stub_Opnum1); }, L""},
+    {"RPCAPI::ListEnroll",         L"17 bytes fnv1a=97c2d45d3f0ce180",       [](Buffers& b) { return RPCAPI::ListEnroll(b.record, &b.value, &b.count); }, L"records=" RECORD L", value=-7, recordCount=1"},
+    {"RPCAPI::EnrollCapture",      L"6 bytes 580108700008",                  [](Buffers& b) { return RPCAPI::EnrollCapture(&b.value); }, L"value=-7"},
+    {"RPCAPI::EnrollCommit",       L"9 bytes 0a001d008201700008",            [](Buffers& b) { return RPCAPI::EnrollCommit(b.record); }, L"record=" RECORD},
+    {"RPCAPI::EnrollBegin",        L"3 bytes 700008",                        [](Buffers&) { return RPCAPI::EnrollBegin(); }, L""},
+    {"RPCAPI::EnrollCount",        L"6 bytes 580108700008",                  [](Buffers& b) { return RPCAPI::EnrollCount(&b.count); }, L"count=1"},
+    {"RPCAPI::ListUserFinger",     L"17 bytes fnv1a=09d8eca5775eaee4",       [](Buffers& b) { return RPCAPI::ListUserFinger(L"\u00C4", L"\u0416", b.fingers); }, L"first=\"\u00C4\", second=\"\u0416\""},
+    {"RPCAPI::IdentifyEnroll",     L"9 bytes 12001d008201700008",            [](Buffers& b) { return RPCAPI::IdentifyEnroll(b.record); }, L""},
+    {"RPCAPI::IdleIdentifyEnroll", L"9 bytes 12001d008201700008",            [](Buffers& b) { return RPCAPI::IdleIdentifyEnroll(b.record); }, L""},
+    {"RPCAPI::ModifyUserData",     L"14 bytes 1a0012001d008201480008700008", [](Buffers& b) { return RPCAPI::ModifyUserData(&b.record, 255); }, L"record=" RECORD L", flag=255"},
+    {"RPCAPI::DeleteFinger",       L"14 bytes 0b01255c0b01255c480002700008", [](Buffers&) { return RPCAPI::DeleteFinger(L"a", L"b", 255); }, L"first=\"a\", second=\"b\", finger=255"},
+    {"RPCAPI::SetFAP",             L"19 bytes fnv1a=19a65d6b95895c18",       [](Buffers&) { return RPCAPI::SetFAP(nullptr, reinterpret_cast<const byte*>("n"), L"w"); }, L"first=null, second=\"n\", third=\"w\""},
+    {"RPCAPI::GetFPVersion",       L"9 bytes 12001d01a000700008",            [](Buffers& b) { return RPCAPI::GetFPVersion(b.version); }, L""},
+    {"RPCAPI::GetAuthUserCreds",   L"9 bytes 12001d008201700008",            [](Buffers& b) { return RPCAPI::GetAuthUserCreds(b.record); }, L""},
+    {"RPCAPI::IsAdminRegister",    L"3 bytes 700008",                        [](Buffers&) { return RPCAPI::IsAdminRegister(); }, L""},
+    {"RPCAPI::IsFAPSet",           L"7 bytes 0b01255c700008",                [](Buffers&) { return RPCAPI::IsFAPSet(L"a"); }, L"name=\"a\""},
+    {"RPCAPI::ResotreUserData",    L"18 bytes fnv1a=7ebb36beb53d1e51",       [](Buffers& b) { return RPCAPI::ResotreUserData(b.record, b.data + 1, 3); }, L"record=" RECORD L", data=3 bytes 020304, byteCount=3"},
+    {"RPCAPI::BackupUserData",     L"22 bytes fnv1a=34848a3bdd016b3d",       [](Buffers& b) { return RPCAPI::BackupUserData(L"a", L"b", b.data, &(b.count = 4)); }, L"first=\"a\", second=\"b\", data=4 bytes 01020304, byteCount=4"},
+    {"RPCAPI::GetUserData",        L"17 bytes fnv1a=7beba740fcc4c56d",       [](Buffers& b) { return RPCAPI::GetUserData(L"a", L"b", b.record); }, L"first=\"a\", second=\"b\""},
+    {"RPCAPI::DeleteUserData",     L"11 bytes 0b01255c0b01255c700008",       [](Buffers&) { return RPCAPI::DeleteUserData(L"a", L"b"); }, L"first=\"a\", second=\"b\""},
+    {"RPCAPI::DeleteFAPUserData",  L"10 bytes 0b01255c480008700008",         [](Buffers&) { return RPCAPI::DeleteFAPUserData(L"a", 255); }, L"name=\"a\", flag=255"},
+    {"RPCAPI::PbaEnable",          L"6 bytes 480002700008",                  [](Buffers&) { return RPCAPI::PbaEnable(255); }, L"enable=255"},
+    {"RPCAPI::IsPbaEnable",        L"3 bytes 700008",                        [](Buffers&) { return RPCAPI::IsPbaEnable(); }, L""},
+    {nullptr,                      L"3 bytes 700008",                        [](Buffers&) { return CallStub(Stub_Opnum24); }, L""},
+    {nullptr,                      L"3 bytes 700008",                        [](Buffers&) { return CallStub(Stub_Opnum25); }, L""},
+    {nullptr,                      L"0 bytes ",                              [](Buffers&) { CallStub(Stub_Opnum26); return Void; }, L""},
+    {nullptr,                      L"4 bytes 0b01255c",                      [](Buffers&) { CallStub(Stub_Opnum27, L"a"); return Void; }, L"text=\"a\""},
+    {nullptr,                      L"3 bytes 480002",                        [](Buffers&) { CallStub(Stub_Opnum28, 255); return Void; }, L"value=255"},
+    {nullptr,                      L"7 bytes 0b01255c700008",                [](Buffers&) { return CallStub(Stub_Opnum29, L"a"); }, L"text=\"a\""},
+    {"RPCAPI::CaptureStop",        L"0 bytes ",                              [](Buffers&) { RPCAPI::CaptureStop(); return Void; }, L""},
+    {nullptr,                      L"3 bytes 480003",                        [](Buffers&) { CallStub(Stub_Opnum31, -128); return Void; }, L"value=-128"},
 };
 // clang-format on
 static_assert(std::size(Procedures) == 32);
@@ -81,105 +82,113 @@ static_assert(std::size(Procedures) == 32);
 MIDL_STUB_DESC g_stub;
 const byte* g_format;
 
-CLIENT_CALL_RETURN __cdecl SeeCall(PMIDL_STUB_DESC stub, PFORMAT_STRING format, ...)
+CLIENT_CALL_RETURN __cdecl FailCall(PMIDL_STUB_DESC stub, PFORMAT_STRING format, ...)
 {
     g_stub = *stub;
     g_format = format;
+    RaiseException(RPC_S_CALL_FAILED, 0, 0, nullptr);
     return {};
 }
 
-/// A hash of each parameter's direction and type, and of the result's.
-unsigned TypesOf(const MIDL_STUB_DESC& stub, const byte* format)
+using Raise = std::tuple<DWORD, DWORD, std::string>; // code, flags, name
+Raise g_raised;
+decltype(&RaiseException) g_raise;
+
+/// Notes an exception that is raised under a function's name, and goes on behind it as a handler may do.
+void WINAPI NoteRaise(DWORD code, DWORD flags, DWORD count, const ULONG_PTR* arguments)
 {
+    if (count == 1)
+        g_raised = {code, flags, reinterpret_cast<const char*>(arguments[0])};
+    else
+        g_raise(code, flags, count, arguments);
+}
+
+/// Each parameter's direction and type, and the result's, in the codes of the format strings.
+std::wstring TypesOf(const MIDL_STUB_DESC& stub, const byte* format)
+{
+    struct Parameter {
+        char flags[2];
+        short place;
+        short type;
+    };
     constexpr int Header = 26;
     constexpr byte UniquePointer = 0x12;
     constexpr byte WideString = 0x25;
-    unsigned hash = 2166136261;
-    const auto add = [&](const byte* bytes, int count) {
-        for (; count > 0; --count)
-            hash = (hash ^ *bytes++) * 16777619;
-    };
-    const auto number = [](const byte* bytes) { return *reinterpret_cast<const short*>(bytes); };
-    for (const byte* parameter = format + Header; parameter < format + Header + 6 * format[15];
-         parameter += 6) {
-        add(parameter, 2);
-        if ((parameter[0] & 0x40) != 0) { // of a base type, told right here
-            add(parameter + 4, 1);
+    std::string types;
+    const auto* const parameters = reinterpret_cast<const Parameter*>(format + Header);
+    for (const Parameter& parameter : std::span(parameters, format[15])) {
+        types.append(parameter.flags, 2);
+        if ((parameter.flags[0] & 0x40) != 0) { // of a base type, told right here
+            types += char(parameter.type);
             continue;
         }
-        const byte* type = stub.pFormatTypes + number(parameter + 4);
+        const auto* type = reinterpret_cast<const char*>(stub.pFormatTypes) + parameter.type;
         if (type[0] == UniquePointer && type[1] == 0) {
-            add(type, 2);
-            type += 2 + number(type + 2);
+            types.append(type, 2);
+            type += 2 + reinterpret_cast<const short*>(type)[1];
         }
-        add(type, type[0] == WideString ? 2 : 4);
+        types.append(type, type[0] == WideString ? 2 : 4);
     }
-    return hash;
-}
-
-/// A different answer for each procedure, from both ends of the range.
-constexpr long ResultOf(int opnum)
-{
-    return opnum % 2 != 0 ? LONG_MIN + opnum : LONG_MAX - opnum;
+    return ServiceClient::BytesText(types.data(), types.size());
 }
 
 } // namespace
 
-TEST_CASE("what the stubs tell the RPC runtime")
+TEST_CASE("what the stubs tell the RPC runtime, and what the named functions make of its exceptions")
 {
     const auto& client = *static_cast<const RPC_CLIENT_INTERFACE*>(Stub_VexaFP_v1_0_c_ifspec);
     const RPC_SYNTAX_IDENTIFIER identity{
         {0x3c16ea64, 0xf870, 0x4b16, {0xb6, 0x4c, 0xed, 0x81, 0xbe, 0x35, 0xf7, 0xe4}}, {1, 0}};
-    const RPC_SYNTAX_IDENTIFIER ndr{
-        {0x8a885d04, 0x1ceb, 0x11c9, {0x9f, 0xe8, 0x08, 0x00, 0x2b, 0x10, 0x48, 0x60}}, {2, 0}};
     CHECK(std::memcmp(&client.InterfaceId, &identity, sizeof identity) == 0);
-    CHECK(std::memcmp(&client.TransferSyntax, &ndr, sizeof ndr) == 0);
     CHECK(client.DispatchTable->DispatchTableCount == 1);
     CHECK(client.Flags == RPCFLG_HAS_CALLBACK);
 
     // Client and simulated service come from one definition: a changed order or type would escape them both.
     BindFPService();
     Simulation hooks;
-    hooks.Replace("NdrClientCall2", SeeCall);
+    hooks.Replace("NdrClientCall2", FailCall);
+    hooks.Replace("RaiseException", NoteRaise, &g_raise);
     for (byte opnum = 0; opnum < 32; ++opnum) {
         CAPTURE(opnum);
+        const Procedure& procedure = Procedures[opnum];
         Buffers buffers;
-        Procedures[opnum].call(buffers);
+        long result = 0;
+        g_raised = {};
+        Guarded([&] { result = procedure.call(buffers); });
         // Implicit primitive handle, a flags word of 0, opnum.
         const byte header[] = {0x32, 0x48, 0, 0, 0, 0, opnum, 0};
         CHECK(std::memcmp(g_format, header, sizeof header) == 0);
-        CHECK(TypesOf(g_stub, g_format) == Procedures[opnum].types);
+        CHECK((TypesOf(g_stub, g_format) == procedure.types));
         CHECK(g_stub.RpcInterfaceInformation == &client);
-        CHECK(g_stub.Version == 0x50002);
         CHECK(g_stub.fCheckBounds == 1);
         CHECK(g_stub.IMPLICIT_HANDLE_INFO.pPrimitiveHandle == &g_hFPBinding);
+        // Raised again under the function's own name; the flags' lowest bit makes it continuable.
+        if (procedure.name != nullptr)
+            CHECK((g_raised == Raise{RPC_S_CALL_FAILED, 0x80001234, procedure.name}));
+        CHECK((result == 0 || result == Void)); // as it stood before the call
     }
     UnbindFPService();
 }
 
 TEST_CASE("all 32 procedures: arguments reach the service, results and outputs come back")
 {
-    const BoundService service;
-    for (int opnum = 0; opnum < 32;
-         ++opnum) // refused for those without a result or with a script of their own
-        ServiceClient::Tell(L"result " + std::to_wstring(opnum) + L" " + std::to_wstring(ResultOf(opnum)));
+    BindFreshService();
+    // Refused for those without a result or with a script of their own.
+    for (int opnum = 0; opnum < 32; ++opnum)
+        ServiceClient::Tell(L"result " + std::to_wstring(opnum) + L" " + std::to_wstring(LONG_MIN + opnum));
     REQUIRE(ServiceClient::TellOk(L"place DOMAIN \u00C4nna \"\""));
     Buffers b[32];
-    long results[32];
-    for (int opnum = 0; opnum < 32; ++opnum)
-        results[opnum] = Procedures[opnum].call(b[opnum]);
-
-    const auto calls = ServiceClient::Report();
-    REQUIRE(calls);
-    REQUIRE(calls->size() == 32);
     for (int opnum = 0; opnum < 32; ++opnum) {
         CAPTURE(opnum);
-        const ServiceClient::ReportedCall& call = (*calls)[opnum];
-        CHECK(call.opnum == opnum);
-        CHECK(call.arguments == Procedures[opnum].arguments);
-        const bool isVoid = results[opnum] == Void;
-        CHECK(call.result == (isVoid ? L"void" : std::to_wstring(results[opnum])));
-        CHECK((isVoid || results[opnum] == (opnum == 8 ? 0 : ResultOf(opnum))));
+        const long result = Procedures[opnum].call(b[opnum]);
+        CHECK((result == Void || result == (opnum == 8 ? 0 : LONG_MIN + opnum)));
+    }
+    const auto calls = ServiceClient::Report();
+    REQUIRE((calls && calls->size() == 32));
+    for (int opnum = 0; opnum < 32; ++opnum) {
+        CAPTURE(opnum);
+        CHECK((*calls)[opnum].opnum == opnum);
+        CHECK((*calls)[opnum].arguments == Procedures[opnum].arguments);
     }
     CHECK(b[2].User() == L"DOMAIN\\enrolled-user:enrolled-password");
     CHECK(b[2].value == 93);
@@ -194,62 +203,19 @@ TEST_CASE("all 32 procedures: arguments reach the service, results and outputs c
     CHECK((b[18].count == 3 && std::memcmp(b[18].data, "\2\3\4\4\5", 5) == 0)); // what 17 has stored
     CHECK(b[19].User() == L"b\\a:user-data");
 
-    REQUIRE(ServiceClient::TellOk(L"error -2147483648"));
-    CHECK(RPCAPI::IdentifyEnroll(b[8].record) == LONG_MIN);
+    REQUIRE(ServiceClient::TellOk(L"error 2147483647"));
+    CHECK(RPCAPI::IdentifyEnroll(b[8].record) == LONG_MAX);
 }
 
-namespace {
-
-struct Raise {
-    DWORD code;
-    DWORD flags;
-    const char* name;
-};
-std::vector<Raise> g_raises;
-decltype(&RaiseException) g_raise;
-
-/// Notes an exception that is raised under a function's name, and goes on behind it as a handler may do.
-void WINAPI NoteRaise(DWORD code, DWORD flags, DWORD count, const ULONG_PTR* arguments)
+// The last case of all: once a client has missed a service, Wine's RPC runtime may not find the next one.
+TEST_CASE("exceptions of the RPC runtime itself, and of a call without a binding")
 {
-    if (count == 1)
-        g_raises.push_back({code, flags, reinterpret_cast<const char*>(arguments[0])});
-    else
-        g_raise(code, flags, count, arguments);
-}
-
-void CheckEveryFunction(DWORD code)
-{
-    Simulation hooks;
-    hooks.Replace("RaiseException", NoteRaise, &g_raise);
-    for (const Procedure& procedure : Procedures) {
-        if (procedure.name == nullptr)
-            continue;
-        CAPTURE(procedure.name);
-        g_raises.clear();
-        Buffers buffers;
-        const long result = procedure.call(buffers);
-        CHECK((result == 0 || result == Void)); // as it stood before the call
-        REQUIRE(g_raises.size() == 1);
-        CHECK(g_raises[0].code == code);
-        CHECK(g_raises[0].flags == 0x80001234); // its lowest bit makes it continuable
-        CHECK(std::string(g_raises[0].name) == procedure.name);
-    }
-}
-
-} // namespace
-
-TEST_SUITE_BEGIN("service loss");
-
-TEST_CASE("each named function raises again, under its own name, what its call raised")
-{
-    const BoundService service;
+    BindFreshService();
     CHECK(Guarded([] { RPCAPI::IsFAPSet(nullptr); }).code == RPC_X_NULL_REF_POINTER);
     CHECK(RPCAPI::IsPbaEnable() == 1);
     UnbindFPService(); // though the service is there
-    CheckEveryFunction(RPC_S_INVALID_BINDING);
+    CHECK(Guarded([] { RPCAPI::IsPbaEnable(); }).code == RPC_S_INVALID_BINDING);
     g_service.Kill();
     BindFPService(); // and so without the connection to it
-    CheckEveryFunction(RPC_S_SERVER_UNAVAILABLE);
+    CHECK(Guarded([] { RPCAPI::IsPbaEnable(); }).code == RPC_S_SERVER_UNAVAILABLE);
 }
-
-TEST_SUITE_END();

@@ -12,15 +12,10 @@
 inline ServiceClient::ServiceProcess g_service;
 
 /// A service with its defaults that has received no call, and a binding to it.
-struct BoundService {
-    BoundService()
-    {
-        REQUIRE((g_service.IsRunning() || g_service.Start()));
-        REQUIRE(ConnectFPService() == 1);
-        REQUIRE(ServiceClient::TellOk(L"reset"));
-        REQUIRE(ServiceClient::TellOk(L"clear"));
-    }
-    ~BoundService() { UnbindFPService(); }
-    BoundService(const BoundService&) = delete;
-    BoundService& operator=(const BoundService&) = delete;
-};
+inline void BindFreshService()
+{
+    REQUIRE((g_service.IsRunning() || g_service.Start()));
+    REQUIRE(ConnectFPService() == 1);
+    REQUIRE(ServiceClient::TellOk(L"reset"));
+    REQUIRE(ServiceClient::TellOk(L"clear"));
+}
