@@ -269,13 +269,15 @@ const Row Rows[] = {
 };
 // clang-format on
 
-/// In the places that the product knows.
-ptrdiff_t CountFiles()
+/// Files and bytes in the places that the product knows.
+uintmax_t CountFiles()
 {
-    ptrdiff_t count = 0;
+    uintmax_t count = 0;
     std::error_code error;
-    for (const wchar_t* folder : {L"C:\\", TextLog, EventLog, LR"(C:\Users\Public\VEXA\FingerPrint)"})
-        count += std::distance(fs::directory_iterator(folder, error), {});
+    for (const wchar_t* folder : {L"C:\\", TextLog, EventLog, LR"(C:\Users\Public\VEXA\FingerPrint)"}) {
+        for (const fs::directory_entry& entry : fs::directory_iterator(folder, error))
+            count += 1 + (entry.is_directory() ? 0 : entry.file_size());
+    }
     return count;
 }
 

@@ -1,6 +1,7 @@
 // Every procedure of the interface: its number and types, its call, and what a failure of the call raises.
 #include "SehGuard.h"
 #include "Service.h"
+#include "Text.h"
 #include "unit/base/Simulation.h"
 
 #include <climits>
@@ -43,38 +44,38 @@ struct Procedure {
 // clang-format off
 /// By number. Arguments of one type differ.
 constexpr Procedure Procedures[] = {
-    {nullptr,                      L"3 bytes 700008",                        [](Buffers&) { return CallStub(Stub_Probe); }, L""},
-    {nullptr,                      L"3 bytes 700008",                        [](Buffers&) { return CallStub(Stub_Opnum1); }, L""},
-    {"RPCAPI::ListEnroll",         L"17 bytes fnv1a=97c2d45d3f0ce180",       [](Buffers& b) { return RPCAPI::ListEnroll(b.record, &b.value, &b.count); }, L"records=" RECORD L", value=-7, recordCount=1"},
-    {"RPCAPI::EnrollCapture",      L"6 bytes 580108700008",                  [](Buffers& b) { return RPCAPI::EnrollCapture(&b.value); }, L"value=-7"},
-    {"RPCAPI::EnrollCommit",       L"9 bytes 0a001d008201700008",            [](Buffers& b) { return RPCAPI::EnrollCommit(b.record); }, L"record=" RECORD},
-    {"RPCAPI::EnrollBegin",        L"3 bytes 700008",                        [](Buffers&) { return RPCAPI::EnrollBegin(); }, L""},
-    {"RPCAPI::EnrollCount",        L"6 bytes 580108700008",                  [](Buffers& b) { return RPCAPI::EnrollCount(&b.count); }, L"count=1"},
-    {"RPCAPI::ListUserFinger",     L"17 bytes fnv1a=09d8eca5775eaee4",       [](Buffers& b) { return RPCAPI::ListUserFinger(L"\u00C4", L"\u0416", b.fingers); }, L"first=\"\u00C4\", second=\"\u0416\""},
-    {"RPCAPI::IdentifyEnroll",     L"9 bytes 12001d008201700008",            [](Buffers& b) { return RPCAPI::IdentifyEnroll(b.record); }, L""},
-    {"RPCAPI::IdleIdentifyEnroll", L"9 bytes 12001d008201700008",            [](Buffers& b) { return RPCAPI::IdleIdentifyEnroll(b.record); }, L""},
-    {"RPCAPI::ModifyUserData",     L"14 bytes 1a0012001d008201480008700008", [](Buffers& b) { return RPCAPI::ModifyUserData(&b.record, 255); }, L"record=" RECORD L", flag=255"},
-    {"RPCAPI::DeleteFinger",       L"14 bytes 0b01255c0b01255c480002700008", [](Buffers&) { return RPCAPI::DeleteFinger(L"a", L"b", 255); }, L"first=\"a\", second=\"b\", finger=255"},
-    {"RPCAPI::SetFAP",             L"19 bytes fnv1a=19a65d6b95895c18",       [](Buffers&) { return RPCAPI::SetFAP(nullptr, reinterpret_cast<const byte*>("n"), L"w"); }, L"first=null, second=\"n\", third=\"w\""},
-    {"RPCAPI::GetFPVersion",       L"9 bytes 12001d01a000700008",            [](Buffers& b) { return RPCAPI::GetFPVersion(b.version); }, L""},
-    {"RPCAPI::GetAuthUserCreds",   L"9 bytes 12001d008201700008",            [](Buffers& b) { return RPCAPI::GetAuthUserCreds(b.record); }, L""},
-    {"RPCAPI::IsAdminRegister",    L"3 bytes 700008",                        [](Buffers&) { return RPCAPI::IsAdminRegister(); }, L""},
-    {"RPCAPI::IsFAPSet",           L"7 bytes 0b01255c700008",                [](Buffers&) { return RPCAPI::IsFAPSet(L"a"); }, L"name=\"a\""},
-    {"RPCAPI::ResotreUserData",    L"18 bytes fnv1a=7ebb36beb53d1e51",       [](Buffers& b) { return RPCAPI::ResotreUserData(b.record, b.data + 1, 3); }, L"record=" RECORD L", data=3 bytes 020304, byteCount=3"},
-    {"RPCAPI::BackupUserData",     L"22 bytes fnv1a=34848a3bdd016b3d",       [](Buffers& b) { return RPCAPI::BackupUserData(L"a", L"b", b.data, &(b.count = 4)); }, L"first=\"a\", second=\"b\", data=4 bytes 01020304, byteCount=4"},
-    {"RPCAPI::GetUserData",        L"17 bytes fnv1a=7beba740fcc4c56d",       [](Buffers& b) { return RPCAPI::GetUserData(L"a", L"b", b.record); }, L"first=\"a\", second=\"b\""},
-    {"RPCAPI::DeleteUserData",     L"11 bytes 0b01255c0b01255c700008",       [](Buffers&) { return RPCAPI::DeleteUserData(L"a", L"b"); }, L"first=\"a\", second=\"b\""},
-    {"RPCAPI::DeleteFAPUserData",  L"10 bytes 0b01255c480008700008",         [](Buffers&) { return RPCAPI::DeleteFAPUserData(L"a", 255); }, L"name=\"a\", flag=255"},
-    {"RPCAPI::PbaEnable",          L"6 bytes 480002700008",                  [](Buffers&) { return RPCAPI::PbaEnable(255); }, L"enable=255"},
-    {"RPCAPI::IsPbaEnable",        L"3 bytes 700008",                        [](Buffers&) { return RPCAPI::IsPbaEnable(); }, L""},
-    {nullptr,                      L"3 bytes 700008",                        [](Buffers&) { return CallStub(Stub_Opnum24); }, L""},
-    {nullptr,                      L"3 bytes 700008",                        [](Buffers&) { return CallStub(Stub_Opnum25); }, L""},
-    {nullptr,                      L"0 bytes ",                              [](Buffers&) { CallStub(Stub_Opnum26); return Void; }, L""},
-    {nullptr,                      L"4 bytes 0b01255c",                      [](Buffers&) { CallStub(Stub_Opnum27, L"a"); return Void; }, L"text=\"a\""},
-    {nullptr,                      L"3 bytes 480002",                        [](Buffers&) { CallStub(Stub_Opnum28, 255); return Void; }, L"value=255"},
-    {nullptr,                      L"7 bytes 0b01255c700008",                [](Buffers&) { return CallStub(Stub_Opnum29, L"a"); }, L"text=\"a\""},
-    {"RPCAPI::CaptureStop",        L"0 bytes ",                              [](Buffers&) { RPCAPI::CaptureStop(); return Void; }, L""},
-    {nullptr,                      L"3 bytes 480003",                        [](Buffers&) { CallStub(Stub_Opnum31, -128); return Void; }, L"value=-128"},
+    {nullptr,                      L"700008",                                       [](Buffers&) { return CallStub(Stub_Probe); }, L""},
+    {nullptr,                      L"700008",                                       [](Buffers&) { return CallStub(Stub_Opnum1); }, L""},
+    {"RPCAPI::ListEnroll",         L"1b0012001b000100580108580108700008",           [](Buffers& b) { return RPCAPI::ListEnroll(b.record, &b.value, &b.count); }, L"records=" RECORD L", value=-7, recordCount=1"},
+    {"RPCAPI::EnrollCapture",      L"580108700008",                                 [](Buffers& b) { return RPCAPI::EnrollCapture(&b.value); }, L"value=-7"},
+    {"RPCAPI::EnrollCommit",       L"0a001d008201700008",                           [](Buffers& b) { return RPCAPI::EnrollCommit(b.record); }, L"record=" RECORD},
+    {"RPCAPI::EnrollBegin",        L"700008",                                       [](Buffers&) { return RPCAPI::EnrollBegin(); }, L""},
+    {"RPCAPI::EnrollCount",        L"580108700008",                                 [](Buffers& b) { return RPCAPI::EnrollCount(&b.count); }, L"count=1"},
+    {"RPCAPI::ListUserFinger",     L"0b01255c0b01255c12001d000a00700008",           [](Buffers& b) { return RPCAPI::ListUserFinger(L"\u00C4", L"\u0416", b.fingers); }, L"first=\"\u00C4\", second=\"\u0416\""},
+    {"RPCAPI::IdentifyEnroll",     L"12001d008201700008",                           [](Buffers& b) { return RPCAPI::IdentifyEnroll(b.record); }, L""},
+    {"RPCAPI::IdleIdentifyEnroll", L"12001d008201700008",                           [](Buffers& b) { return RPCAPI::IdleIdentifyEnroll(b.record); }, L""},
+    {"RPCAPI::ModifyUserData",     L"1a0012001d008201480008700008",                 [](Buffers& b) { return RPCAPI::ModifyUserData(&b.record, 255); }, L"record=" RECORD L", flag=255"},
+    {"RPCAPI::DeleteFinger",       L"0b01255c0b01255c480002700008",                 [](Buffers&) { return RPCAPI::DeleteFinger(L"a", L"b", 255); }, L"first=\"a\", second=\"b\", finger=255"},
+    {"RPCAPI::SetFAP",             L"0b001208225c0b001208225c0b01255c700008",       [](Buffers&) { return RPCAPI::SetFAP(nullptr, reinterpret_cast<const byte*>("n"), L"w"); }, L"first=null, second=\"n\", third=\"w\""},
+    {"RPCAPI::GetFPVersion",       L"12001d01a000700008",                           [](Buffers& b) { return RPCAPI::GetFPVersion(b.version); }, L""},
+    {"RPCAPI::GetAuthUserCreds",   L"12001d008201700008",                           [](Buffers& b) { return RPCAPI::GetAuthUserCreds(b.record); }, L""},
+    {"RPCAPI::IsAdminRegister",    L"700008",                                       [](Buffers&) { return RPCAPI::IsAdminRegister(); }, L""},
+    {"RPCAPI::IsFAPSet",           L"0b01255c700008",                               [](Buffers&) { return RPCAPI::IsFAPSet(L"a"); }, L"name=\"a\""},
+    {"RPCAPI::ResotreUserData",    L"0a001d0082010b011b000100480008700008",         [](Buffers& b) { return RPCAPI::ResotreUserData(b.record, b.data + 1, 3); }, L"record=" RECORD L", data=3 bytes 020304, byteCount=3"},
+    {"RPCAPI::BackupUserData",     L"0b01255c0b01255c1b0012001b000100580108700008", [](Buffers& b) { return RPCAPI::BackupUserData(L"a", L"b", b.data, &(b.count = 4)); }, L"first=\"a\", second=\"b\", data=4 bytes 01020304, byteCount=4"},
+    {"RPCAPI::GetUserData",        L"0b01255c0b01255c12001d008201700008",           [](Buffers& b) { return RPCAPI::GetUserData(L"a", L"b", b.record); }, L"first=\"a\", second=\"b\""},
+    {"RPCAPI::DeleteUserData",     L"0b01255c0b01255c700008",                       [](Buffers&) { return RPCAPI::DeleteUserData(L"a", L"b"); }, L"first=\"a\", second=\"b\""},
+    {"RPCAPI::DeleteFAPUserData",  L"0b01255c480008700008",                         [](Buffers&) { return RPCAPI::DeleteFAPUserData(L"a", 255); }, L"name=\"a\", flag=255"},
+    {"RPCAPI::PbaEnable",          L"480002700008",                                 [](Buffers&) { return RPCAPI::PbaEnable(255); }, L"enable=255"},
+    {"RPCAPI::IsPbaEnable",        L"700008",                                       [](Buffers&) { return RPCAPI::IsPbaEnable(); }, L""},
+    {nullptr,                      L"700008",                                       [](Buffers&) { return CallStub(Stub_Opnum24); }, L""},
+    {nullptr,                      L"700008",                                       [](Buffers&) { return CallStub(Stub_Opnum25); }, L""},
+    {nullptr,                      L"",                                             [](Buffers&) { CallStub(Stub_Opnum26); return Void; }, L""},
+    {nullptr,                      L"0b01255c",                                     [](Buffers&) { CallStub(Stub_Opnum27, L"a"); return Void; }, L"text=\"a\""},
+    {nullptr,                      L"480002",                                       [](Buffers&) { CallStub(Stub_Opnum28, 255); return Void; }, L"value=255"},
+    {nullptr,                      L"0b01255c700008",                               [](Buffers&) { return CallStub(Stub_Opnum29, L"a"); }, L"text=\"a\""},
+    {"RPCAPI::CaptureStop",        L"",                                             [](Buffers&) { RPCAPI::CaptureStop(); return Void; }, L""},
+    {nullptr,                      L"480003",                                       [](Buffers&) { CallStub(Stub_Opnum31, -128); return Void; }, L"value=-128"},
 };
 // clang-format on
 static_assert(std::size(Procedures) == 32);
@@ -129,7 +130,10 @@ std::wstring TypesOf(const MIDL_STUB_DESC& stub, const byte* format)
         }
         types.append(type, type[0] == WideString ? 2 : 4);
     }
-    return ServiceClient::BytesText(types.data(), types.size());
+    std::wstring digits;
+    for (const char code : types)
+        digits += Format(L"%02x", BYTE(code));
+    return digits;
 }
 
 } // namespace
@@ -160,6 +164,7 @@ TEST_CASE("what the stubs tell the RPC runtime, and what the named functions mak
         CHECK(std::memcmp(g_format, header, sizeof header) == 0);
         CHECK((TypesOf(g_stub, g_format) == procedure.types));
         CHECK(g_stub.RpcInterfaceInformation == &client);
+        CHECK(g_stub.Version == 0x50002);
         CHECK(g_stub.fCheckBounds == 1);
         CHECK(g_stub.IMPLICIT_HANDLE_INFO.pPrimitiveHandle == &g_hFPBinding);
         // Raised again under the function's own name; the flags' lowest bit makes it continuable.
