@@ -1,9 +1,13 @@
 #include "Machine.h"
 
+#include <winternl.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
+#include <set>
 
 namespace fs = std::filesystem;
 
@@ -29,18 +33,13 @@ std::string Narrow(std::wstring_view text)
     return {text.begin(), text.end()};
 }
 
-/// "14:03:59  Source.cpp L=12 Label : message"
 LogLine Parse(const std::wstring& line)
 {
-    const size_t number = line.find(L" L=");
-    const size_t label = line.find(L' ', number + 1);
-    const size_t message = line.find(L" : ", label);
+    static const std::wregex form(LR"(\d\d:\d\d:\d\d  (\S+) L=\d+ (\S+) : (.*))");
+    std::wsmatch parts;
     INFO(Narrow(line));
-    REQUIRE(number != std::wstring::npos);
-    REQUIRE(message != std::wstring::npos);
-    REQUIRE(line.substr(8, 2) == L"  ");
-    return {Narrow(line.substr(10, number - 10)), Narrow(line.substr(label + 1, message - label - 1)),
-            line.substr(message + 3)};
+    REQUIRE(std::regex_match(line, parts, form));
+    return {Narrow(parts[1].str()), Narrow(parts[2].str()), parts[3]};
 }
 
 /// How long the DLL's waits last. Outlives every test, for the DLL's threads may outlive theirs.
@@ -69,9 +68,30 @@ std::optional<DWORD> OnWait(const WindowsModel::Wait& wait)
     return watchdogWait / 100;
 }
 
-} // namespace
+struct ThreadInformation {
+    NTSTATUS exitStatus;
+    NT_TIB* block;
+    CLIENT_ID client;
+    ULONG_PTR affinity;
+    LONG priority, basePriority;
+};
 
-ServiceClient::ServiceProcess Machine::s_service;
+bool IsOnStackOf(DWORD id, const std::wstring& text)
+{
+    const KernelHandle thread(OpenThread(THREAD_QUERY_INFORMATION, FALSE, id));
+    ThreadInformation information{};
+    // One that has ended may have left its id to another process.
+    if (!thread ||
+        NtQueryInformationThread(thread.Get(), THREADINFOCLASS(0), &information, sizeof information,
+                                 nullptr) != 0 ||
+        information.client.UniqueProcess != HANDLE(ULONG_PTR(GetCurrentProcessId())))
+        return false;
+    const auto* const limit = static_cast<const wchar_t*>(information.block->StackLimit);
+    const auto* const base = static_cast<const wchar_t*>(information.block->StackBase);
+    return std::wstring_view(limit, size_t(base - limit)).find(text) != std::wstring_view::npos;
+}
+
+} // namespace
 
 Machine::Machine()
 {
@@ -90,7 +110,7 @@ Machine::Machine()
         state->clock.onWait = OnWait;
     }
     // A thread that outlives its test has the log open until it notices.
-    if (s_service.IsRunning())
+    if (service.IsRunning())
         Tell(L"reset");
     const auto isGone = [] { return GetModuleHandleW(L"VexaFPCredentialProvider.dll") == nullptr; };
     // Once it has stayed, waiting again would only make each test that follows fail later.
@@ -100,17 +120,13 @@ Machine::Machine()
     fs::remove_all(LogFolder);
     fs::create_directories(LogFolder);
     fs::remove(IniFile);
-    if (!s_service.IsRunning())
-        StartService();
+    if (!service.IsRunning()) {
+        // One that a test program left when it was ended.
+        ServiceClient::Tell(L"quit", 0);
+        REQUIRE(service.Start());
+    }
     Tell(L"reset");
     Tell(L"clear");
-}
-
-void Machine::StartService()
-{
-    // One that a test program left when it was ended.
-    ServiceClient::Tell(L"quit", 0);
-    REQUIRE(s_service.Start());
 }
 
 void Machine::SetLockOut(int enable, int count) const
@@ -139,15 +155,12 @@ Texts Machine::LogOf(const std::string& label) const
     return messages;
 }
 
-bool Machine::WaitForLog(const std::string& label, const std::wstring& message, size_t times) const
+bool Machine::WaitForLog(const std::string& label, const std::wstring& message, int times) const
 {
-    return Await([&] {
-        const Texts messages = LogOf(label);
-        return static_cast<size_t>(std::count(messages.begin(), messages.end(), message)) >= times;
-    });
+    return Await([&] { return Count(LogOf(label), message) >= times; });
 }
 
-DWORD Machine::Watchdog() const
+KernelHandle Machine::OpenWatchdog() const
 {
     // The one worker that waits for another.
     DWORD watchdog = 0;
@@ -155,25 +168,23 @@ DWORD Machine::Watchdog() const
         if (wait.object != nullptr && wait.thread != g_waits.logonUi)
             watchdog = wait.thread;
     }
-    return watchdog;
-}
-
-WorkerWaits Machine::Waits() const
-{
-    const DWORD watchdog = Watchdog();
-    WorkerWaits waits;
-    for (const WindowsModel::Wait& wait : windows.Snapshot().clock.waits) {
-        if (wait.object == nullptr && wait.thread != g_waits.logonUi)
-            (wait.thread == watchdog ? waits.watchdog : waits.identification).push_back(wait.milliseconds);
-    }
-    return waits;
-}
-
-KernelHandle Machine::OpenWatchdog() const
-{
-    KernelHandle thread(OpenThread(SYNCHRONIZE, FALSE, Watchdog()));
+    KernelHandle thread(OpenThread(SYNCHRONIZE, FALSE, watchdog));
     REQUIRE(thread);
     return thread;
+}
+
+bool Machine::IsOnAnyStack(const std::wstring& text) const
+{
+    std::set<DWORD> threads;
+    for (const WindowsModel::Call& call : windows.Snapshot().recorder.calls)
+        threads.insert(call.thread);
+    threads.erase(GetCurrentThreadId());
+    return std::any_of(threads.begin(), threads.end(), [&](DWORD id) { return IsOnStackOf(id, text); });
+}
+
+std::ptrdiff_t Count(const Texts& texts, const std::wstring& text)
+{
+    return std::count(texts.begin(), texts.end(), text);
 }
 
 bool HasCome(const KernelHandle& object)
