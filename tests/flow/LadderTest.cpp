@@ -36,10 +36,10 @@ TEST_CASE("sensor not usable: five checks 200 ms apart and a last one that decid
 TEST_CASE("nobody enrolled shows the sensor's failure; a failing list does not")
 {
     Machine machine;
+    machine.Tell(L"nobody");
     ProviderLife life(machine);
     SUBCASE("nobody")
     {
-        machine.Tell(L"nobody");
         life.Start();
         CHECK(life.SeePrompt(L"Fingerprint sensor failed."));
         REQUIRE(machine.WaitForLog("DeamonThread", L"end"));
@@ -48,7 +48,6 @@ TEST_CASE("nobody enrolled shows the sensor's failure; a failing list does not")
     }
     SUBCASE("failing")
     {
-        machine.Tell(L"nobody");
         machine.Tell(L"result ListEnroll 9");
         life.StartAndWaitForPrompt();
         machine.AwaitCalls(L"IdentifyEnroll");

@@ -39,20 +39,17 @@ TEST_CASE("the log of one logon, line by line")
     Machine machine;
     ProviderLife life(machine);
     life.StartAndWaitForPrompt();
-    machine.Tell(L"place SIMULATED-PC anna secret");
-    REQUIRE(life.sink.WaitFor(1));
-    life.CheckLogon();
-    PWSTR statusText = nullptr;
-    CREDENTIAL_PROVIDER_STATUS_ICON icon = CPSI_NONE;
-    CHECK(life.credential->ReportResult(0, 0, &statusText, &icon) == E_NOTIMPL);
+    life.LogOn();
+    CHECK(life.credential->ReportResult(0, 0, nullptr, nullptr) == E_NOTIMPL);
     machine.AwaitCalls(L"IdentifyEnroll", 2);
     machine.Tell(L"clear");
     REQUIRE(life.EndAndUnload());
     // A second stop would have followed a wait that was over before the threads were.
     CHECK(machine.Calls() == Texts{L"CaptureStop"});
 
+    // The lines of one function are in order; those of different threads may interleave.
     struct Row {
-        const char* label;
+        std::string label;
         Texts messages;
     };
     for (const Row& row : {
@@ -113,9 +110,7 @@ TEST_CASE("a wrong password is shown, and the next finger gets its chance")
     CHECK(life.SeePrompt(L"Wrong password"));
     CHECK(life.SeePrompt(L"Please swipe your finger over the scanner again."));
     CHECK(life.sink.changes == 0);
-    machine.Tell(L"place SIMULATED-PC anna secret");
-    REQUIRE(life.sink.WaitFor(1));
-    life.CheckLogon();
+    life.LogOn();
     machine.AwaitCalls(L"IdentifyEnroll", 3);
     CHECK(machine.Sleeps() == Waits{0, 0, 1000, 100, 100});
     CHECK(Count(machine.LogOf("CCommandWindow::WndProc"), L"user anna") == 1);

@@ -16,30 +16,9 @@ namespace {
 constexpr char LogFolder[] = "C:\\CPLog";
 constexpr wchar_t IniFile[] = L"C:\\Users\\Public\\VEXA\\FingerPrint\\config.ini";
 
-std::wstring ReadLog()
-{
-    std::error_code error;
-    std::string bytes;
-    for (const fs::directory_entry& entry : fs::directory_iterator(LogFolder, error)) {
-        std::ifstream file(entry.path(), std::ios::binary);
-        bytes.append(std::istreambuf_iterator<char>(file), {});
-    }
-    REQUIRE(bytes.size() % 2 == 0);
-    return std::wstring(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / 2);
-}
-
 std::string Narrow(std::wstring_view text)
 {
     return {text.begin(), text.end()};
-}
-
-LogLine Parse(const std::wstring& line)
-{
-    static const std::wregex form(LR"(\d\d:\d\d:\d\d  (\S+) L=\d+ (\S+) : (.*))");
-    std::wsmatch parts;
-    INFO(Narrow(line));
-    REQUIRE(std::regex_match(line, parts, form));
-    return {Narrow(parts[1].str()), Narrow(parts[2].str()), parts[3]};
 }
 
 /// How long the DLL's waits last. Outlives every test, for the DLL's threads may outlive theirs.
@@ -138,10 +117,19 @@ void Machine::SetLockOut(int enable, int count) const
 
 std::vector<LogLine> Machine::Log() const
 {
+    static const std::wregex form(LR"(\d\d:\d\d:\d\d  (\S+) L=\d+ (\S+) : (.*)\r\n)");
     std::vector<LogLine> lines;
-    const std::wstring text = ReadLog();
-    for (size_t start = 0, end = 0; (end = text.find(L"\r\n", start)) != std::wstring::npos; start = end + 2)
-        lines.push_back(Parse(text.substr(start, end - start)));
+    std::error_code missing;
+    for (const fs::directory_entry& entry : fs::directory_iterator(LogFolder, missing)) {
+        std::ifstream file(entry.path(), std::ios::binary);
+        const std::string bytes(std::istreambuf_iterator<char>(file), {});
+        const std::wstring text(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / 2);
+        // Up to a line that has another form, or that is still being written.
+        using std::regex_constants::match_continuous;
+        for (std::wsregex_iterator line(text.begin(), text.end(), form, match_continuous), end; line != end;
+             ++line)
+            lines.push_back({Narrow(line->str(1)), Narrow(line->str(2)), line->str(3)});
+    }
     return lines;
 }
 
@@ -190,6 +178,11 @@ std::ptrdiff_t Count(const Texts& texts, const std::wstring& text)
 bool HasCome(const KernelHandle& object)
 {
     return WindowsModel::RealWait(object.Get(), Patience) == WAIT_OBJECT_0;
+}
+
+void Machine::FailNext(const std::string& function, unsigned skip, unsigned times)
+{
+    REQUIRE(windows.FailNext(function, ERROR_NOT_FOUND, skip, times));
 }
 
 void Machine::Tell(const std::wstring& command) const

@@ -45,6 +45,9 @@ public:
     /// one aside?
     bool IsOnAnyStack(const std::wstring& text) const;
 
+    /// Lets calls of a function fail, after `skip` that go through.
+    void FailNext(const std::string& function, unsigned skip = 0, unsigned times = 1);
+
     /// Scripts the service; the command must be carried out.
     void Tell(const std::wstring& command) const;
     /// The procedures that the service was asked for, in order.

@@ -53,6 +53,13 @@ void ProviderLife::CheckLogon() const
     CHECK(WindowsModel::Logon(logon).status == 0);
 }
 
+void ProviderLife::LogOn() const
+{
+    m_machine.Tell(L"place SIMULATED-PC anna secret");
+    REQUIRE(sink.WaitFor(1));
+    CheckLogon();
+}
+
 void ProviderLife::End()
 {
     // What a slow machine may add to a release whose waits are over at once.
@@ -81,6 +88,5 @@ void CheckNextLife(Machine& machine)
 {
     ProviderLife life(machine);
     life.StartAndWaitForPrompt();
-    machine.Tell(L"place SIMULATED-PC anna secret");
-    CHECK(life.sink.WaitFor(1));
+    life.LogOn();
 }

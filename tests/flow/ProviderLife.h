@@ -22,6 +22,8 @@ public:
     HWND Window() const;
     /// Takes the logon, which must log SIMULATED-PC\anna on.
     void CheckLogon() const;
+    /// Places her finger, waits for the announcement, takes the logon.
+    void LogOn() const;
 
     /// Ends the life as LogonUI does, in bounded time.
     void End();

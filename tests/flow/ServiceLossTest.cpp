@@ -65,8 +65,7 @@ TEST_CASE("the service comes back while the watchdog restarts it")
     ProviderLife life(machine);
     life.StartAndWaitForPrompt();
     REQUIRE(started);
-    machine.Tell(L"place SIMULATED-PC anna secret");
-    CHECK(life.sink.WaitFor(1));
+    life.LogOn();
 }
 
 TEST_CASE("the service dies under a call: an exception, and the thread is started again")
@@ -83,8 +82,7 @@ TEST_CASE("the service dies under a call: an exception, and the thread is starte
     REQUIRE(machine.service.Start());
     machine.ReleaseSleeps();
     REQUIRE(life.SeePrompt(L"Please scan a finger"));
-    machine.Tell(L"place SIMULATED-PC anna secret");
-    CHECK(life.sink.WaitFor(1));
+    life.LogOn();
 }
 
 TEST_CASE("the life ends while the service is dead, and the next one works")

@@ -66,8 +66,7 @@ TEST_CASE("the window stands layered and topmost in the top right corner, wherev
     SetWindowPos(window, nullptr, 7, 7, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
     SendMessageW(window, WM_DISPLAYCHANGE, 32, 0);
     checkPlace();
-    machine.Tell(L"place SIMULATED-PC anna secret");
-    CHECK(life.sink.WaitFor(1));
+    life.LogOn();
 }
 
 TEST_CASE("suspend hides the window; resume shows it and replaces a watchdog that has ended")
@@ -99,7 +98,6 @@ TEST_CASE("suspend hides the window; resume shows it and replaces a watchdog tha
     CHECK(machine.LogOf("DeamonThread") ==
           Texts{L"start", L"WAIT_OBJECT_0", L"GetExitCodeThread 0", L"start"});
     // The limit is met once; a count beyond it locks nobody out again.
-    machine.Tell(L"place SIMULATED-PC anna secret");
-    CHECK(life.sink.WaitFor(1));
+    life.LogOn();
     machine.AwaitCalls(L"IdentifyEnroll", 3);
 }
