@@ -28,20 +28,22 @@ TEST_CASE("sensor not usable: five checks 200 ms apart and a last one that decid
         CHECK(Count(log, L"CheckDeviceDisable") == runs);
         CHECK(GetFPEnable() == (pba != 0));
         CHECK(Count(machine.Calls(), L"IsPbaEnable") == 6 * runs);
+        CHECK(IsWindowVisible(life.Window()) == (pba != 0));
         life.End();
         CHECK(!machine.windows.WaitForPrompt(L"Fingerprint sensor failed.", 0) == (pba == 0));
     }
 }
 
-TEST_CASE("nobody enrolled shows the sensor's failure; a failing list does not")
+TEST_CASE("nobody enrolled shows the sensor's failure, in the system's language; a failing list does not")
 {
     Machine machine;
     machine.Tell(L"nobody");
     ProviderLife life(machine);
     SUBCASE("nobody")
     {
+        machine.windows.Lock()->locale.systemDefault = MAKELCID(MAKELANGID(LANG_GERMAN, SUBLANG_GERMAN), 0);
         life.Start();
-        CHECK(life.SeePrompt(L"Fingerprint sensor failed."));
+        CHECK(life.SeePrompt(L"Fingerabdrucksensor fehlgeschlagen."));
         REQUIRE(machine.WaitForLog("DeamonThread", L"end"));
         CHECK(Count(machine.Calls(), L"ListEnroll") == 3);
         CHECK(Count(machine.Calls(), L"IdentifyEnroll") == 0);

@@ -10,8 +10,7 @@ TEST_CASE("a finger logs its user on, and no thread keeps the password on its st
         Machine machine;
         machine.windows.Lock()->accounts.accounts = {{L"SIMULATED-PC", L"anna", password}};
         ProviderLife life(machine);
-        life.Start(scenario);
-        REQUIRE(life.SeePrompt(L"Please scan a finger"));
+        life.StartAndWaitForPrompt(scenario);
         CHECK(OfferOf(*life.provider) == NoDefault);
 
         machine.HoldSleeps();

@@ -24,9 +24,9 @@ void ProviderLife::Start(CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario)
     credential = CredentialOf(*provider);
 }
 
-void ProviderLife::StartAndWaitForPrompt()
+void ProviderLife::StartAndWaitForPrompt(CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario)
 {
-    Start();
+    Start(scenario);
     REQUIRE(SeePrompt(L"Please scan a finger"));
 }
 

@@ -16,7 +16,7 @@ public:
 
     void Start(CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario = CPUS_LOGON);
     /// Start, and the wait for "Please scan a finger".
-    void StartAndWaitForPrompt();
+    void StartAndWaitForPrompt(CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario = CPUS_LOGON);
     /// Waits for the next drawing of the text.
     bool SeePrompt(const std::wstring& text);
     HWND Window() const;

@@ -12,7 +12,8 @@ TEST_CASE("no service: ten connects 300 ms apart, three runs, then the sensor ha
         Waits waits; // for the hints of the services asked, and after each of the two commands of a restart
         Texts note;
     };
-    // Whichever is stopped, it is the fingerprint service that is restarted.
+    // Whichever is stopped, it is the fingerprint service that is restarted. No call has to reach a service
+    // here, so that all three may share a process.
     for (const Row& row : {
              Row{nullptr, {0, 0}, {}},
              Row{L"VexaFPService", {0, 0, 200, 200}, {L"vcsFPService stopped 1 0"}},

@@ -29,6 +29,7 @@ const std::wstring NotEnabled = L"vcsWavIsPbaEnabled fail";
 const Texts Unfit = {NotLoaded, Fail, NotLoaded, Fail, NotLoaded, Fail};
 
 const Texts Yes = {L"vcsWavPbaOpen(2) = 0", L"vcsWavIsPbaEnabled() = 0, 1", L"vcsWavPbaClose() = 0"};
+const Texts YesToo = {L"vcsWavPbaOpen(2) = 0", L"vcsWavIsPbaEnabled() = 0, 2", L"vcsWavPbaClose() = 0"};
 const Texts No = {L"vcsWavPbaOpen(2) = 0", L"vcsWavIsPbaEnabled() = 0, 0", L"vcsWavPbaClose() = 0"};
 const Texts NoAnswer = {L"vcsWavPbaOpen(2) = 0", L"vcsWavIsPbaEnabled() = 7", L"vcsWavPbaClose() = 0"};
 
@@ -85,6 +86,7 @@ TEST_CASE("the conditions of a tile, in their order")
         {"disabled", [](Machine& m) { m.windows.Lock()->devices.problem = CM_PROB_DISABLED; }, E_NOTIMPL, 0, {}, {}, 0},
         {"switched off", [](Machine&) { FitMachine::SetSwitch(0); }, E_OUTOFMEMORY, 0, {Off}, {}, 0},
         {"enabled", [](Machine&) {}, S_OK, 0, {Pass}, Yes, 0},
+        {"enabled, by another number", [](Machine&) { Script(&PreBoot::enabled, 2); }, S_OK, 0, {Pass}, YesToo, 0},
         {"second attempt", [](Machine&) { Script(&PreBoot::enabled, 0); }, S_OK, 0, {NotEnabled, Fail, Pass}, No, 1},
         {"third attempt", [](Machine& m) { Script(&PreBoot::enabled, 0); m.FailNext("LoadLibraryA"); }, S_OK, 0, {NotLoaded, Fail, NotEnabled, Fail, Pass}, No, 1},
         {"not at all", [](Machine& m) { Script(&PreBoot::enabled, 0); m.Tell(L"pba 2"); }, E_OUTOFMEMORY, 0, {NotEnabled, Fail, Fail, Fail}, No, 2},
