@@ -1,9 +1,13 @@
 #include "Machine.h"
 
+#include <winternl.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
+#include <set>
 
 namespace fs = std::filesystem;
 
@@ -12,35 +16,9 @@ namespace {
 constexpr char LogFolder[] = "C:\\CPLog";
 constexpr wchar_t IniFile[] = L"C:\\Users\\Public\\VEXA\\FingerPrint\\config.ini";
 
-std::wstring ReadLog()
-{
-    std::error_code error;
-    std::string bytes;
-    for (const fs::directory_entry& entry : fs::directory_iterator(LogFolder, error)) {
-        std::ifstream file(entry.path(), std::ios::binary);
-        bytes.append(std::istreambuf_iterator<char>(file), {});
-    }
-    REQUIRE(bytes.size() % 2 == 0);
-    return std::wstring(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / 2);
-}
-
 std::string Narrow(std::wstring_view text)
 {
     return {text.begin(), text.end()};
-}
-
-/// "14:03:59  Source.cpp L=12 Label : message"
-LogLine Parse(const std::wstring& line)
-{
-    const size_t number = line.find(L" L=");
-    const size_t label = line.find(L' ', number + 1);
-    const size_t message = line.find(L" : ", label);
-    INFO(Narrow(line));
-    REQUIRE(number != std::wstring::npos);
-    REQUIRE(message != std::wstring::npos);
-    REQUIRE(line.substr(8, 2) == L"  ");
-    return {Narrow(line.substr(10, number - 10)), Narrow(line.substr(label + 1, message - label - 1)),
-            line.substr(message + 3)};
 }
 
 /// How long the DLL's waits last. Outlives every test, for the DLL's threads may outlive theirs.
@@ -69,9 +47,30 @@ std::optional<DWORD> OnWait(const WindowsModel::Wait& wait)
     return watchdogWait / 100;
 }
 
-} // namespace
+struct ThreadInformation {
+    NTSTATUS exitStatus;
+    NT_TIB* block;
+    CLIENT_ID client;
+    ULONG_PTR affinity;
+    LONG priority, basePriority;
+};
 
-ServiceClient::ServiceProcess Machine::s_service;
+bool IsOnStackOf(DWORD id, const std::wstring& text)
+{
+    const KernelHandle thread(OpenThread(THREAD_QUERY_INFORMATION, FALSE, id));
+    ThreadInformation information{};
+    // One that has ended may have left its id to another process.
+    if (!thread ||
+        NtQueryInformationThread(thread.Get(), THREADINFOCLASS(0), &information, sizeof information,
+                                 nullptr) != 0 ||
+        information.client.UniqueProcess != HANDLE(ULONG_PTR(GetCurrentProcessId())))
+        return false;
+    const auto* const limit = static_cast<const wchar_t*>(information.block->StackLimit);
+    const auto* const base = static_cast<const wchar_t*>(information.block->StackBase);
+    return std::wstring_view(limit, size_t(base - limit)).find(text) != std::wstring_view::npos;
+}
+
+} // namespace
 
 Machine::Machine()
 {
@@ -90,7 +89,7 @@ Machine::Machine()
         state->clock.onWait = OnWait;
     }
     // A thread that outlives its test has the log open until it notices.
-    if (s_service.IsRunning())
+    if (service.IsRunning())
         Tell(L"reset");
     const auto isGone = [] { return GetModuleHandleW(L"VexaFPCredentialProvider.dll") == nullptr; };
     // Once it has stayed, waiting again would only make each test that follows fail later.
@@ -100,17 +99,13 @@ Machine::Machine()
     fs::remove_all(LogFolder);
     fs::create_directories(LogFolder);
     fs::remove(IniFile);
-    if (!s_service.IsRunning())
-        StartService();
+    if (!service.IsRunning()) {
+        // One that a test program left when it was ended.
+        ServiceClient::Tell(L"quit", 0);
+        REQUIRE(service.Start());
+    }
     Tell(L"reset");
     Tell(L"clear");
-}
-
-void Machine::StartService()
-{
-    // One that a test program left when it was ended.
-    ServiceClient::Tell(L"quit", 0);
-    REQUIRE(s_service.Start());
 }
 
 void Machine::SetLockOut(int enable, int count) const
@@ -122,10 +117,19 @@ void Machine::SetLockOut(int enable, int count) const
 
 std::vector<LogLine> Machine::Log() const
 {
+    static const std::wregex form(LR"(\d\d:\d\d:\d\d  (\S+) L=\d+ (\S+) : (.*)\r\n)");
     std::vector<LogLine> lines;
-    const std::wstring text = ReadLog();
-    for (size_t start = 0, end = 0; (end = text.find(L"\r\n", start)) != std::wstring::npos; start = end + 2)
-        lines.push_back(Parse(text.substr(start, end - start)));
+    std::error_code missing;
+    for (const fs::directory_entry& entry : fs::directory_iterator(LogFolder, missing)) {
+        std::ifstream file(entry.path(), std::ios::binary);
+        const std::string bytes(std::istreambuf_iterator<char>(file), {});
+        const std::wstring text(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / 2);
+        // Up to a line that has another form, or that is still being written.
+        using std::regex_constants::match_continuous;
+        for (std::wsregex_iterator line(text.begin(), text.end(), form, match_continuous), end; line != end;
+             ++line)
+            lines.push_back({Narrow(line->str(1)), Narrow(line->str(2)), line->str(3)});
+    }
     return lines;
 }
 
@@ -139,15 +143,12 @@ Texts Machine::LogOf(const std::string& label) const
     return messages;
 }
 
-bool Machine::WaitForLog(const std::string& label, const std::wstring& message, size_t times) const
+bool Machine::WaitForLog(const std::string& label, const std::wstring& message, int times) const
 {
-    return Await([&] {
-        const Texts messages = LogOf(label);
-        return static_cast<size_t>(std::count(messages.begin(), messages.end(), message)) >= times;
-    });
+    return Await([&] { return Count(LogOf(label), message) >= times; });
 }
 
-DWORD Machine::Watchdog() const
+KernelHandle Machine::OpenWatchdog() const
 {
     // The one worker that waits for another.
     DWORD watchdog = 0;
@@ -155,30 +156,33 @@ DWORD Machine::Watchdog() const
         if (wait.object != nullptr && wait.thread != g_waits.logonUi)
             watchdog = wait.thread;
     }
-    return watchdog;
-}
-
-WorkerWaits Machine::Waits() const
-{
-    const DWORD watchdog = Watchdog();
-    WorkerWaits waits;
-    for (const WindowsModel::Wait& wait : windows.Snapshot().clock.waits) {
-        if (wait.object == nullptr && wait.thread != g_waits.logonUi)
-            (wait.thread == watchdog ? waits.watchdog : waits.identification).push_back(wait.milliseconds);
-    }
-    return waits;
-}
-
-KernelHandle Machine::OpenWatchdog() const
-{
-    KernelHandle thread(OpenThread(SYNCHRONIZE, FALSE, Watchdog()));
+    KernelHandle thread(OpenThread(SYNCHRONIZE, FALSE, watchdog));
     REQUIRE(thread);
     return thread;
+}
+
+bool Machine::IsOnAnyStack(const std::wstring& text) const
+{
+    std::set<DWORD> threads;
+    for (const WindowsModel::Call& call : windows.Snapshot().recorder.calls)
+        threads.insert(call.thread);
+    threads.erase(GetCurrentThreadId());
+    return std::any_of(threads.begin(), threads.end(), [&](DWORD id) { return IsOnStackOf(id, text); });
+}
+
+std::ptrdiff_t Count(const Texts& texts, const std::wstring& text)
+{
+    return std::count(texts.begin(), texts.end(), text);
 }
 
 bool HasCome(const KernelHandle& object)
 {
     return WindowsModel::RealWait(object.Get(), Patience) == WAIT_OBJECT_0;
+}
+
+void Machine::FailNext(const std::string& function, unsigned skip, unsigned times)
+{
+    REQUIRE(windows.FailNext(function, ERROR_NOT_FOUND, skip, times));
 }
 
 void Machine::Tell(const std::wstring& command) const

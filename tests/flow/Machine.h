@@ -13,9 +13,6 @@
 #include <string>
 #include <vector>
 
-// What a slow machine may add to the release of a provider whose waits are over at once.
-constexpr DWORD StopBound = 10000; // ms
-
 /// One line of the DLL's log, taken apart.
 struct LogLine {
     std::string source;
@@ -23,11 +20,7 @@ struct LogLine {
     std::wstring message;
 };
 
-/// The waits that the workers asked for, in ms and in order.
-struct WorkerWaits {
-    std::vector<DWORD> identification; // of all runs of ThreadFP
-    std::vector<DWORD> watchdog;       // Sleeps alone
-};
+using Waits = std::vector<DWORD>;
 
 class Machine {
 public:
@@ -42,17 +35,23 @@ public:
     std::vector<LogLine> Log() const;
     /// The messages of one function, in order.
     Texts LogOf(const std::string& label) const;
-    bool WaitForLog(const std::string& label, const std::wstring& message, size_t times = 1) const;
+    bool WaitForLog(const std::string& label, const std::wstring& message, int times = 1) const;
 
-    WorkerWaits Waits() const;
+    /// The milliseconds of each Sleep of the DLL, in order.
+    Waits Sleeps() const { return windows.Lock()->clock.Sleeps(); }
     /// The latest watchdog's thread, while its window lives.
     KernelHandle OpenWatchdog() const;
+    /// Is the text on the stack, the part out of use included, of any thread that the DLL has run on, this
+    /// one aside?
+    bool IsOnAnyStack(const std::wstring& text) const;
+
+    /// Lets calls of a function fail, after `skip` that go through.
+    void FailNext(const std::string& function, unsigned skip = 0, unsigned times = 1);
 
     /// Scripts the service; the command must be carried out.
     void Tell(const std::wstring& command) const;
     /// The procedures that the service was asked for, in order.
     Texts Calls() const;
-
     /// The procedure has been called that many times since the last `clear`.
     void AwaitCalls(const std::wstring& procedure, int count = 1) const;
 
@@ -61,36 +60,18 @@ public:
     void ReleaseSleeps();
     /// The watchdog's waits for the other thread, 5000 ms each, are over soon.
     static void HurryWatch();
-    /// The 5000 ms that this thread waits for the watchdog, in a provider's end,
-    /// pass in a hundredth of their time: for a watchdog that will not have ended
-    /// by then. First `meanwhile` is done.
+    /// The 5000 ms that this thread waits for the watchdog, in a provider's end, pass in a hundredth of their
+    /// time: for a watchdog that will not have ended by then. First `meanwhile` is done.
     void HurryWaits(std::function<void()> meanwhile = [] {});
-
-    void StopService() { s_service.Kill(); }
-    bool IsServiceRunning() const { return s_service.IsRunning(); }
-    void StartService();
-    /// False when it doesn't start; may be called on any thread.
-    bool TryStartService() { return s_service.Start(); }
-
-    /// The service does not answer for as long as this lives.
-    class Suspension {
-    public:
-        Suspension() { REQUIRE(s_service.Suspend()); }
-        ~Suspension() { CHECK(s_service.Resume()); }
-    };
 
     WindowsModel::SimulatedWindows& windows = WindowsModel::SimulatedWindows::Instance();
     FitMachine::Scope fitness;
-
-private:
-    /// The thread id of the latest watchdog.
-    DWORD Watchdog() const;
-
-    // One for all machines of the process: Wine's RPC runtime may keep to a
-    // service process that it once missed, so a test that stops the service runs
-    // in a process of its own.
-    static ServiceClient::ServiceProcess s_service;
+    /// One for all machines of the process: Wine's RPC runtime may keep to a service process that it once
+    /// missed, so a test that stops the service runs in a process of its own.
+    static inline ServiceClient::ServiceProcess service;
 };
+
+std::ptrdiff_t Count(const Texts& texts, const std::wstring& text);
 
 /// Waits for an event to be set, or a thread to end.
 bool HasCome(const KernelHandle& object);

@@ -16,17 +16,18 @@ public:
 
     void Start(CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario = CPUS_LOGON);
     /// Start, and the wait for "Please scan a finger".
-    void StartAndWaitForPrompt();
+    void StartAndWaitForPrompt(CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario = CPUS_LOGON);
     /// Waits for the next drawing of the text.
     bool SeePrompt(const std::wstring& text);
     HWND Window() const;
     /// Takes the logon, which must log SIMULATED-PC\anna on.
     void CheckLogon() const;
+    /// Places her finger, waits for the announcement, takes the logon.
+    void LogOn() const;
 
-    /// Ends the life as LogonUI does; returns the milliseconds that the provider's release took.
-    DWORD End();
-    /// End, then gives the module back; true when it has gone within the bound of
-    /// these tests.
+    /// Ends the life as LogonUI does, in bounded time.
+    void End();
+    /// End, then gives the module back; true when it has gone within the bound of these tests.
     bool EndAndUnload();
 
     static constexpr UINT_PTR Context = 0x1234;
@@ -42,7 +43,7 @@ private:
     size_t m_promptsSeen = 0;
 };
 
-/// Waits until no command window is left.
+/// True once no prompt window is left.
 bool WaitForNoEventWindow();
 /// A new life in the same process works from start to logon.
 void CheckNextLife(Machine& machine);

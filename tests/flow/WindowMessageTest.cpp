@@ -10,17 +10,14 @@ constexpr UINT Prompt = WM_USER + 2;
 /// All of it is the transparent colour.
 void CheckBackground(HWND window)
 {
-    const HDC screen = GetDC(nullptr);
-    const HDC context = CreateCompatibleDC(screen);
-    const HBITMAP bitmap = CreateCompatibleBitmap(screen, 400, 400);
-    const HGDIOBJ before = SelectObject(context, bitmap);
+    const HDC context = CreateCompatibleDC(nullptr);
+    const HBITMAP bitmap = CreateBitmap(400, 400, 1, 32, nullptr);
+    SelectObject(context, bitmap);
     SendMessageW(window, WM_ERASEBKGND, reinterpret_cast<WPARAM>(context), 0);
     for (const POINT& point : {POINT{0, 0}, POINT{399, 0}, POINT{0, 399}, POINT{399, 399}, POINT{320, 110}})
         CHECK(GetPixel(context, point.x, point.y) == RGB(0xFF, 0x00, 0xFF));
-    SelectObject(context, before);
-    DeleteObject(bitmap);
     DeleteDC(context);
-    ReleaseDC(nullptr, screen);
+    DeleteObject(bitmap);
 }
 
 void CheckLayered(HWND window)
@@ -69,8 +66,7 @@ TEST_CASE("the window stands layered and topmost in the top right corner, wherev
     SetWindowPos(window, nullptr, 7, 7, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
     SendMessageW(window, WM_DISPLAYCHANGE, 32, 0);
     checkPlace();
-    machine.Tell(L"place SIMULATED-PC anna secret");
-    CHECK(life.sink.WaitFor(1));
+    life.LogOn();
 }
 
 TEST_CASE("suspend hides the window; resume shows it and replaces a watchdog that has ended")
@@ -93,8 +89,7 @@ TEST_CASE("suspend hides the window; resume shows it and replaces a watchdog tha
     CHECK(machine.LogOf("CCommandWindow::WndProc").back() == L"WM_POWERBROADCAST 7");
     CHECK(machine.LogOf("DeamonThread") == Texts{L"start"});
 
-    // One match reaches the limit: both workers end, and only resume starts them
-    // again.
+    // One match reaches the limit: both workers end, and only resume starts them again.
     machine.Tell(L"place SIMULATED-PC anna wrong");
     REQUIRE(life.SeePrompt(L"Please manually enter your account information to log in"));
     REQUIRE(HasCome(machine.OpenWatchdog()));
@@ -103,7 +98,6 @@ TEST_CASE("suspend hides the window; resume shows it and replaces a watchdog tha
     CHECK(machine.LogOf("DeamonThread") ==
           Texts{L"start", L"WAIT_OBJECT_0", L"GetExitCodeThread 0", L"start"});
     // The limit is met once; a count beyond it locks nobody out again.
-    machine.Tell(L"place SIMULATED-PC anna secret");
-    CHECK(life.sink.WaitFor(1));
+    life.LogOn();
     machine.AwaitCalls(L"IdentifyEnroll", 3);
 }

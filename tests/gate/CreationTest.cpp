@@ -5,209 +5,155 @@
 
 #include <cfgmgr32.h>
 
-#include <algorithm>
-#include <string_view>
-
 namespace {
 
-/// What one attempt leaves behind.
-struct Traces {
-    HRESULT result = E_OUTOFMEMORY;
-    std::vector<DWORD> sleeps;
-    Texts log = {L"start", L" after  createCredetialSeviceEvent"};
-    Texts check, records, library;
-    DebugTexts debug;
-    ptrdiff_t serviceCalls = 0;
-    bool checked = false;
+using PreBoot = PreBootLibrary::Script;
+
+/// One attempt, and what it leaves behind.
+struct Row {
+    std::string what;
+    void (*make)(Machine& machine);
+    HRESULT result;
+    size_t pauses; // for the sensor
+    Texts records; // of the event log, without what the device query says
+    Texts library; // what it was asked, and answered
+    std::ptrdiff_t serviceCalls;
 };
 
-constexpr wchar_t Create[] = L"CSample_CreateInstance ";
+const std::wstring Off = L"CSample_CreateInstance 000";
+const std::wstring Pass = L"CSample_CreateInstance CheckPBA pass";
+const std::wstring Fail = L"CSample_CreateInstance CheckPBA fail";
+const std::wstring NotLoaded = L"LoadvcsWavePbaFun fail";
+const std::wstring NotOpen = L"vcsWavPbaOpen fail";
+const std::wstring NotEnabled = L"vcsWavIsPbaEnabled fail";
+const Texts Unfit = {NotLoaded, Fail, NotLoaded, Fail, NotLoaded, Fail};
 
-/// What the library is asked, and what it answers, in a check of the letter `step`.
-void AddLibrary(char step, Traces& traces)
-{
-    if (step == 'o') {
-        traces.library = {L"vcsWavPbaOpen(2) = 5"};
-        traces.records.push_back(L"vcsWavPbaOpen fail");
-        traces.debug.push_back("vcsWavPbaOpen Fail");
-        return;
-    }
-    traces.library = {L"vcsWavPbaOpen(2) = 0",
-                      step == 'q' ? L"vcsWavIsPbaEnabled() = 7"
-                                  : L"vcsWavIsPbaEnabled() = 0, " + std::to_wstring(step == 'y'),
-                      L"vcsWavPbaClose() = 0"};
-    if (step != 'y') {
-        traces.records.push_back(L"vcsWavIsPbaEnabled fail");
-        traces.debug.push_back("vcsWavIsPbaEnabled Fail");
-    }
-}
+const Texts Yes = {L"vcsWavPbaOpen(2) = 0", L"vcsWavIsPbaEnabled() = 0, 1", L"vcsWavPbaClose() = 0"};
+const Texts YesToo = {L"vcsWavPbaOpen(2) = 0", L"vcsWavIsPbaEnabled() = 0, 2", L"vcsWavPbaClose() = 0"};
+const Texts No = {L"vcsWavPbaOpen(2) = 0", L"vcsWavIsPbaEnabled() = 0, 0", L"vcsWavPbaClose() = 0"};
+const Texts NoAnswer = {L"vcsWavPbaOpen(2) = 0", L"vcsWavIsPbaEnabled() = 7", L"vcsWavPbaClose() = 0"};
 
-void AddCheck(char step, Traces& traces)
-{
-    traces.check.push_back(L" start");
-    if (step == 'L') {
-        traces.records.push_back(L"LoadvcsWavePbaFun fail");
-    } else {
-        const bool service = step == 's' || step == 'S';
-        traces.checked = true;
-        traces.serviceCalls += service;
-        traces.check.push_back(service ? L" STR_CREDENTIAL_STEP1 signaled"
-                                       : L" STR_CREDENTIAL_STEP1 not signaled yet");
-        if (!service)
-            AddLibrary(step, traces);
-    }
-    const auto failures = std::count(traces.check.begin(), traces.check.end(), L" start");
-    if (step == 'y' || step == 'S') {
-        traces.result = S_OK;
-        traces.log.insert(traces.log.end(), {std::wstring(Create) + L"CheckPBA pass", L"return 0x0"});
-        traces.records.push_back(std::wstring(Create) + L"CheckPBA pass");
-    } else {
-        traces.log.push_back(Create + (L"CheckPBA fail " + std::to_wstring(failures)) + L" times");
-        traces.records.push_back(std::wstring(Create) + L"CheckPBA fail");
-    }
-}
-
-/// The attempt's steps, a letter each: w a wait for the sensor, D it is disabled, 0 switched off; a check of
-/// the pre-boot library: L it can't be used, o it does not open, q it fails to answer, n not enabled, y
-/// enabled; s the service says no, S yes.
-Traces TracesOf(std::string_view steps)
-{
-    Traces traces;
-    for (const char step : steps) {
-        switch (step) {
-        case 'w':
-            traces.sleeps.push_back(2000);
-            traces.log.push_back(L" GetDeviceVersion retry " + std::to_wstring(traces.sleeps.size()) +
-                                 L" times");
-            break;
-        case 'D':
-            traces.result = E_NOTIMPL;
-            break;
-        case '0':
-            traces.log.push_back(L" " + std::wstring(Create) + L"000");
-            traces.records = {std::wstring(Create) + L"000"};
-            traces.debug = {"CSample_CreateInstance 000"};
-            break;
-        default:
-            AddCheck(step, traces);
-        }
-    }
-    return traces;
-}
-
-/// Records of the event log, without what the device query says.
-Texts Records(const Machine& machine)
-{
-    Texts records;
-    for (const WindowsModel::EventRecord& event : machine.windows.Snapshot().texts.events) {
-        CHECK(event.source == L"VexaFPService");
-        if (event.strings.at(0).find(L"SetupDi") == std::wstring::npos)
-            records.push_back(event.strings[0]);
-    }
-    return records;
-}
-
-/// One attempt on the machine as it is, compared in all that can be seen of it.
-void CheckAttempt(Machine& machine, const Traces& expected)
+void CheckAttempt(const Row& row)
 {
     constexpr wchar_t failureNotes[] = LR"(c:\FPLog)";
+    CAPTURE(row.what);
+    // The DLL never frees the library, and while it is loaded another can't take its place.
+    while (const HMODULE library = GetModuleHandleW(L"vcsWavePba.dll"))
+        FreeLibrary(library);
+    Machine machine;
+    row.make(machine);
     CreateDirectoryW(failureNotes, nullptr);
     KernelHandle event(CreateEventW(nullptr, FALSE, FALSE, ServiceEventName));
     const Dll dll;
     HRESULT result = E_FAIL;
     const auto provider = dll.TryCreate(&result);
-    CHECK(result == expected.result);
-    CHECK(machine.LogOf("CSample_CreateInstance") == expected.log);
-    CHECK(machine.LogOf("CheckPBA") == expected.check);
-    for (const LogLine& line : machine.Log()) {
-        if (line.label == "CSample_CreateInstance" || line.label == "CheckPBA")
-            CHECK(line.source == "VexaFPProvider.cpp");
-    }
-    CHECK(Records(machine) == expected.records);
-    DebugTexts debug = dll.TakeDebugTexts();
-    std::erase_if(debug, [](const std::string& text) { return text.starts_with("VEXA"); }); // the factory's
-    CHECK(debug == expected.debug);
-    CHECK(dll->clock.Sleeps() == expected.sleeps);
-    CHECK(PreBootLibrary::Calls() == expected.library);
-    if (machine.IsServiceRunning()) {
-        const Texts calls = machine.Calls();
-        CHECK(std::count(calls.begin(), calls.end(), L"IsPbaEnable") == expected.serviceCalls);
-    }
-    CHECK(dll->recorder.Count("RpcBindingFree") == size_t(expected.serviceCalls));
-    CHECK(machine.fitness.IsChecked() == expected.checked);
-    // A refusal signals the event and lets go of it; a provider keeps it, unsignalled, for its life.
-    CHECK((WaitForSingleObject(event.Get(), 0) == WAIT_OBJECT_0) == (expected.result != S_OK));
-    event.Reset();
-    CHECK(IsServiceEventOpen() == (expected.result == S_OK));
     RemoveDirectoryW(failureNotes);
+    CHECK(result == row.result);
+    CHECK(machine.Sleeps() == Waits(row.pauses, 2000));
+    Texts records;
+    for (const WindowsModel::EventRecord& record : machine.windows.Snapshot().texts.events) {
+        if (record.strings.at(0).find(L"SetupDi") == std::wstring::npos)
+            records.push_back(record.strings[0]);
+    }
+    CHECK(records == row.records);
+    CHECK(PreBootLibrary::Calls() == row.library);
+    if (machine.service.IsRunning())
+        CHECK(Count(machine.Calls(), L"IsPbaEnable") == row.serviceCalls);
+    CHECK(dll->recorder.Count("RpcBindingFree") == size_t(row.serviceCalls));
+    // A refusal signals the event and lets go of it; a provider keeps it, unsignalled, for its life.
+    CHECK((WaitForSingleObject(event.Get(), 0) == WAIT_OBJECT_0) == (row.result != S_OK));
+    event.Reset();
+    CHECK(IsServiceEventOpen() == (row.result == S_OK));
 }
 
-void Script(std::optional<LONG> PreBootLibrary::Script::* what, LONG value)
+void Script(std::optional<LONG> PreBoot::* what, LONG value)
 {
-    PreBootLibrary::Script script;
+    PreBoot script;
     script.*what = value;
     REQUIRE(PreBootLibrary::Store(script));
-}
-
-void Fail(Machine& machine, const char* function, unsigned skip, unsigned times)
-{
-    REQUIRE(machine.windows.FailNext(function, ERROR_NOT_FOUND, skip, times));
 }
 
 } // namespace
 
 TEST_CASE("the conditions of a tile, in their order")
 {
-    using PreBoot = PreBootLibrary::Script;
-    struct Row {
-        std::string what;
-        void (*make)(Machine& machine);
-        std::string steps;
+    // clang-format off
+    const Row rows[] = {
+        {"no library", [](Machine&) { REQUIRE(FitMachine::RemovePreBootLibrary()); }, E_OUTOFMEMORY, 0, {Off}, {}, 0},
+        {"no sensor", [](Machine&) { FitMachine::PullOut(); }, E_OUTOFMEMORY, 3, {}, {}, 0},
+        {"at the second query", [](Machine& m) { m.FailNext("SetupDiGetClassDevsW"); }, S_OK, 1, {Pass}, Yes, 0},
+        {"at the third", [](Machine& m) { m.FailNext("SetupDiGetClassDevsW", 0, 2); }, S_OK, 2, {Pass}, Yes, 0},
+        {"disabled", [](Machine& m) { m.windows.Lock()->devices.problem = CM_PROB_DISABLED; }, E_NOTIMPL, 0, {}, {}, 0},
+        {"switched off", [](Machine&) { FitMachine::SetSwitch(0); }, E_OUTOFMEMORY, 0, {Off}, {}, 0},
+        {"enabled", [](Machine&) {}, S_OK, 0, {Pass}, Yes, 0},
+        {"enabled, by another number", [](Machine&) { Script(&PreBoot::enabled, 2); }, S_OK, 0, {Pass}, YesToo, 0},
+        {"second attempt", [](Machine&) { Script(&PreBoot::enabled, 0); }, S_OK, 0, {NotEnabled, Fail, Pass}, No, 1},
+        {"third attempt", [](Machine& m) { Script(&PreBoot::enabled, 0); m.FailNext("LoadLibraryA"); }, S_OK, 0, {NotLoaded, Fail, NotEnabled, Fail, Pass}, No, 1},
+        {"not at all", [](Machine& m) { Script(&PreBoot::enabled, 0); m.Tell(L"pba 2"); }, E_OUTOFMEMORY, 0, {NotEnabled, Fail, Fail, Fail}, No, 2},
+        {"open fails", [](Machine&) { Script(&PreBoot::openStatus, 5); }, S_OK, 0, {NotOpen, Fail, Pass}, {L"vcsWavPbaOpen(2) = 5"}, 1},
+        {"the question fails", [](Machine&) { Script(&PreBoot::enabledStatus, 7); }, S_OK, 0, {NotEnabled, Fail, Pass}, NoAnswer, 1},
+        {"without open", [](Machine&) { REQUIRE(FitMachine::InstallPreBootLibrary(L"open")); }, E_OUTOFMEMORY, 0, Unfit, {}, 0},
+        {"without enabled", [](Machine&) { REQUIRE(FitMachine::InstallPreBootLibrary(L"enabled")); }, E_OUTOFMEMORY, 0, Unfit, {}, 0},
+        {"without close", [](Machine&) { REQUIRE(FitMachine::InstallPreBootLibrary(L"close")); }, E_OUTOFMEMORY, 0, Unfit, {}, 0},
+        {"asked before", [](Machine& m) { m.fitness.MarkChecked(); }, S_OK, 0, {Pass}, {}, 1},
+        // After the credential-service event; without its mark the service is asked.
+        {"no mark", [](Machine& m) { m.FailNext("OpenEventA"); m.FailNext("CreateEventA", 1); }, S_OK, 0, {Pass}, {}, 1},
     };
-    for (const Row& row : {
-             // Before the library is loaded, for it stays then.
-             Row{"no library", [](Machine&) { REQUIRE(FitMachine::RemovePreBootLibrary()); }, "0"},
-             Row{"no sensor", [](Machine&) { FitMachine::PullOut(); }, "www"},
-             Row{"at the second query", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 1); }, "wy"},
-             Row{"at the third", [](Machine& m) { Fail(m, "SetupDiGetClassDevsW", 0, 2); }, "wwy"},
-             Row{"disabled", [](Machine& m) { m.windows.Lock()->devices.problem = CM_PROB_DISABLED; }, "D"},
-             Row{"switched off", [](Machine&) { FitMachine::SetSwitch(0); }, "0"},
-             Row{"enabled", [](Machine&) {}, "y"},
-             Row{"second attempt", [](Machine&) { Script(&PreBoot::enabled, 0); }, "nS"},
-             Row{"third attempt",
-                 [](Machine& m) {
-                     Script(&PreBoot::enabled, 0);
-                     Fail(m, "LoadLibraryA", 0, 1);
-                 },
-                 "LnS"},
-             Row{"not at all",
-                 [](Machine& m) {
-                     Script(&PreBoot::enabled, 0);
-                     m.Tell(L"pba 2");
-                 },
-                 "nss"},
-             Row{"open fails", [](Machine&) { Script(&PreBoot::openStatus, 5); }, "oS"},
-             Row{"the question fails", [](Machine&) { Script(&PreBoot::enabledStatus, 7); }, "qS"},
-             Row{"without open", [](Machine&) { Dll::Lack("vcsWavPbaOpen"); }, "LLL"},
-             Row{"without enabled", [](Machine&) { Dll::Lack("vcsWavIsPbaEnabled"); }, "LLL"},
-             Row{"without close", [](Machine&) { Dll::Lack("vcsWavPbaClose"); }, "LLL"},
-             Row{"asked before", [](Machine& m) { m.fitness.MarkChecked(); }, "S"},
-         }) {
-        CAPTURE(row.what);
-        Machine machine;
-        row.make(machine);
-        CheckAttempt(machine, TracesOf(row.steps));
-    }
+    // clang-format on
+    for (const Row& row : rows)
+        CheckAttempt(row);
 }
 
-TEST_CASE("where the mark can't be had, the service is asked")
+TEST_CASE("what attempts tell log and debugger")
 {
     Machine machine;
-    Fail(machine, "OpenEventA", 0, 1);
-    Fail(machine, "CreateEventA", 1, 1); // after the credential-service event
-    Traces expected = TracesOf("S");
-    expected.checked = false;
-    CheckAttempt(machine, expected);
+    const Dll dll;
+    machine.FailNext("SetupDiGetClassDevsW");
+    machine.FailNext("LoadLibraryA");
+    Script(&PreBoot::openStatus, 5);
+    dll.Create();
+    machine.fitness.ForgetCheck();
+    Script(&PreBoot::enabled, 0);
+    dll.Create();
+    FitMachine::SetSwitch(0);
+    HRESULT result = S_OK;
+    dll.TryCreate(&result);
+    std::wstring log;
+    for (const LogLine& line : machine.Log()) {
+        if (line.label != "CSample_CreateInstance" && line.label != "CheckPBA")
+            continue;
+        CHECK(line.source == "VexaFPProvider.cpp");
+        log += line.message + L'|';
+    }
+    CHECK(log ==
+          L"start| after  createCredetialSeviceEvent| GetDeviceVersion retry 1 times|"
+          L" start|CSample_CreateInstance CheckPBA fail 1 times|"
+          L" start| STR_CREDENTIAL_STEP1 not signaled yet|CSample_CreateInstance CheckPBA fail 2 times|"
+          L" start| STR_CREDENTIAL_STEP1 signaled|CSample_CreateInstance CheckPBA pass|return 0x0|"
+          L"start| after  createCredetialSeviceEvent|"
+          L" start| STR_CREDENTIAL_STEP1 not signaled yet|CSample_CreateInstance CheckPBA fail 1 times|"
+          L" start| STR_CREDENTIAL_STEP1 signaled|CSample_CreateInstance CheckPBA pass|return 0x0|"
+          L"start| after  createCredetialSeviceEvent| CSample_CreateInstance 000|");
+    DebugTexts debug = dll.TakeDebugTexts();
+    std::erase_if(debug, [](const std::string& text) { return text.starts_with("VEXA"); }); // of the objects
+    CHECK(debug == DebugTexts{"vcsWavPbaOpen Fail", "vcsWavIsPbaEnabled Fail", "CSample_CreateInstance 000"});
+}
+
+TEST_CASE("a service that hangs is a no, and holds the creation for its three questions at most")
+{
+    Machine machine;
+    machine.fitness.MarkChecked();
+    Dll dll;
+    HRESULT result = E_FAIL;
+    REQUIRE(machine.service.Suspend());
+    const ULONGLONG start = GetTickCount64();
+    dll.TryCreate(&result);
+    // Three times 2000 ms; a call that is waited for takes until the service wakes.
+    CHECK(GetTickCount64() - start < 9000);
+    REQUIRE(machine.service.Resume());
+    CHECK(result == E_OUTOFMEMORY);
+    dll.Create();
+    CHECK(dll.Unload());
 }
 
 // Each of these in a process of its own: the service goes away, or nobody else may hold the mark.
@@ -215,10 +161,11 @@ TEST_SUITE_BEGIN("alone");
 
 TEST_CASE("no service")
 {
-    Machine machine;
-    machine.StopService();
-    machine.fitness.MarkChecked();
-    CheckAttempt(machine, TracesOf("sss"));
+    const auto stop = [](Machine& machine) {
+        machine.service.Kill();
+        machine.fitness.MarkChecked();
+    };
+    CheckAttempt({"no service", stop, E_OUTOFMEMORY, 0, {Fail, Fail, Fail}, {}, 3});
 }
 
 TEST_CASE("first check")
@@ -235,13 +182,13 @@ TEST_CASE("first check")
     machine.Tell(L"pba 0");
     Dll dll;
     dll.Create();
-    CHECK(PreBootLibrary::Calls() == TracesOf("y").library);
+    CHECK(PreBootLibrary::Calls() == Yes);
     CHECK(isMarked());
     // The library is still enabled, but it is the service's word now.
     HRESULT result = S_OK;
     dll.TryCreate(&result);
     CHECK(result == E_OUTOFMEMORY);
-    CHECK(PreBootLibrary::Calls() == TracesOf("y").library);
+    CHECK(PreBootLibrary::Calls() == Yes);
     REQUIRE(dll.Unload());
     CHECK(isMarked());
 }

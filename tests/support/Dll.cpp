@@ -1,11 +1,10 @@
 #include "Dll.h"
 
-#include "Secrets.h"
-
+#include <malloc.h>
 #include <objbase.h>
 
 #include <algorithm>
-#include <cstring>
+#include <string_view>
 #include <utility>
 
 namespace {
@@ -26,15 +25,18 @@ void* FailingMalloc(size_t size)
     return nullptr;
 }
 
-const char* g_lacking = nullptr;
-decltype(&GetProcAddress) g_getProcAddress;
+std::atomic<long> g_secretsFreed = 0;
+void (*g_free)(void*);
 
-FARPROC WINAPI LackingGetProcAddress(HMODULE module, const char* name)
+/// Looks for the wide text "secret", which is part of all passwords in these tests.
+void WatchedFree(void* block)
 {
-    if (g_lacking == nullptr || std::strcmp(name, g_lacking) != 0)
-        return g_getProcAddress(module, name);
-    SetLastError(ERROR_PROC_NOT_FOUND);
-    return nullptr;
+    // The credential's own block is left out: it keeps its password, deliberately.
+    constexpr size_t credentialSize = 3 * 256 * sizeof(wchar_t);
+    const size_t size = block != nullptr ? _msize(block) : 0;
+    const std::wstring_view text(static_cast<const wchar_t*>(block), size / sizeof(wchar_t));
+    g_secretsFreed += size < credentialSize && text.find(L"secret") != text.npos;
+    g_free(block);
 }
 
 template <class Function>
@@ -70,15 +72,13 @@ Dll::Dll() : hooks(LoadLibraryW(FileName))
     const WindowsModel::HookReport report = windows.Hook(hooks, WindowsModel::Group::All);
     REQUIRE(report.failed.empty());
     REQUIRE(report.Replaced("WinExec"));
-    REQUIRE(hooks.Replace("GetProcAddress", LackingGetProcAddress, &g_getProcAddress) == Replaced);
-    WatchFreedBlocks(hooks);
+    REQUIRE(hooks.Replace("free", WatchedFree, &g_free) == Replaced);
 }
 
 Dll::~Dll()
 {
     CHECK(g_noMemory.thread == 0);
-    CHECK(SecretsFreed() == 0);
-    g_lacking = nullptr;
+    CHECK(g_secretsFreed == 0);
     if (m_loaded)
         FreeLibrary(hooks.Module());
     // Its threads may still run in the module: its imports stay replaced until it goes.
@@ -139,11 +139,6 @@ void Dll::FailNextAllocation(size_t from, size_t to)
     g_noMemory = {GetCurrentThreadId(), from, to};
 }
 
-void Dll::Lack(const char* function)
-{
-    g_lacking = function;
-}
-
 Offer OfferOf(ICredentialProvider& provider)
 {
     Offer offer{77, 77, 77};
@@ -171,24 +166,9 @@ WindowsModel::PackedLogon LogonOf(ICredentialProviderCredential& credential,
     return logon;
 }
 
-std::vector<HWND> EventWindows()
+HWND FindEventWindow(HWND after)
 {
-    std::vector<HWND> windows;
-    HWND window = nullptr;
-    while ((window = FindWindowExW(nullptr, window, L"EventWindow", L"Window")) != nullptr) {
-        DWORD process = 0;
-        GetWindowThreadProcessId(window, &process);
-        if (process == GetCurrentProcessId())
-            windows.push_back(window);
-    }
-    return windows;
-}
-
-HWND FindEventWindow()
-{
-    const std::vector<HWND> windows = EventWindows();
-    CHECK(windows.size() <= 1);
-    return windows.empty() ? nullptr : windows.front();
+    return FindWindowExW(nullptr, after, L"EventWindow", L"Window");
 }
 
 bool IsServiceEventOpen()

@@ -38,8 +38,7 @@ class Dll {
 public:
     /// Another one loaded at the same time is the same module, and hooked already.
     Dll();
-    /// Gives the module back, and checks that no password is left in what it has
-    /// freed.
+    /// Gives the module back, and checks that no password is left in what it has freed.
     ~Dll();
     Dll(const Dll&) = delete;
     Dll& operator=(const Dll&) = delete;
@@ -62,9 +61,6 @@ public:
     DebugTexts TakeDebugTexts() const;
     /// Lets the DLL's next allocation of `from` to `to` bytes on this thread fail.
     static void FailNextAllocation(size_t from, size_t to);
-
-    /// Lets the DLL find no library's function of that name, until this or the next loaded one goes.
-    static void Lack(const char* function);
 
     WindowsModel::SimulatedWindows& windows = WindowsModel::SimulatedWindows::Instance();
 
@@ -91,10 +87,8 @@ Owned<ICredentialProviderCredential> CredentialOf(ICredentialProvider& provider)
 WindowsModel::PackedLogon LogonOf(ICredentialProviderCredential& credential,
                                   CREDENTIAL_PROVIDER_USAGE_SCENARIO scenario);
 
-/// The prompt windows of this process.
-std::vector<HWND> EventWindows();
-/// The only one of them, or null.
-HWND FindEventWindow();
+/// The prompt window, or the next one behind another; null when there is none.
+HWND FindEventWindow(HWND after = nullptr);
 
 /// Does anybody hold the credential-service event?
 bool IsServiceEventOpen();
@@ -113,7 +107,7 @@ struct CountingSink : Interface {
 };
 
 /// Writes down what the provider announces, on the thread that does so.
-struct EventsSink final : CountingSink<ICredentialProviderEvents> {
+struct EventsSink : CountingSink<ICredentialProviderEvents> {
     STDMETHODIMP CredentialsChanged(UINT_PTR context) override;
     /// Waits until that many announcements were made in all.
     bool WaitFor(long count) const;
