@@ -1,8 +1,7 @@
 #include "Fitness.h"
 
+#include "IniFile.h"
 #include "PreBootLibrary/Script.h"
-
-#include <filesystem>
 
 namespace fs = std::filesystem;
 
@@ -25,13 +24,6 @@ bool SetText(const wchar_t* name, DWORD type, const std::wstring& text)
                            DWORD((text.size() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS;
 }
 
-fs::path BuildFolder()
-{
-    wchar_t program[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, program, MAX_PATH);
-    return fs::path(program).parent_path();
-}
-
 bool PlugIn()
 {
     // A list of texts ends with an empty one.
@@ -41,6 +33,13 @@ bool PlugIn()
 }
 
 } // namespace
+
+fs::path BuildFolder()
+{
+    wchar_t program[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, program, MAX_PATH);
+    return fs::path(program).parent_path();
+}
 
 void PullOut()
 {
@@ -58,6 +57,13 @@ bool SetSwitch(std::optional<DWORD> enable)
     return status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND;
 }
 
+bool SetLimit(int enable, int count)
+{
+    fs::create_directories(fs::path(IniPath).parent_path());
+    return IniWriteString(L"LockEnable", std::to_wstring(enable), L"Public") &&
+           IniWriteString(L"LockCount", std::to_wstring(count), L"Public");
+}
+
 bool InstallPreBootLibrary(const std::wstring& lacking)
 {
     // A loaded library is the one that was installed before, and its file cannot be written.
@@ -72,6 +78,12 @@ bool InstallPreBootLibrary(const std::wstring& lacking)
 bool RemovePreBootLibrary()
 {
     return DeleteFileW(SystemLibrary) || GetLastError() == ERROR_FILE_NOT_FOUND;
+}
+
+void UnloadPreBootLibrary()
+{
+    while (const HMODULE library = GetModuleHandleW(L"vcsWavePba.dll"))
+        FreeLibrary(library);
 }
 
 KernelHandle OpenPreBootMark()

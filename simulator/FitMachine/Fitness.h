@@ -5,10 +5,14 @@
 
 #include "base/Handle.h"
 
+#include <filesystem>
 #include <optional>
 #include <string>
 
 namespace FitMachine {
+
+/// The folder of this program, where all that was built lies.
+std::filesystem::path BuildFolder();
 
 /// Pulls the sensor out.
 void PullOut();
@@ -16,11 +20,16 @@ void PullOut();
 /// The setting "Enable" where 32-bit programs see it; nothing takes the value away.
 bool SetSwitch(std::optional<DWORD> enable);
 
+/// The lock-out limit of config.ini.
+bool SetLimit(int enable, int count);
+
 /// Copies the library, or with a name like "close" the one that lacks that function, from the build folder to
 /// the system folder. Fails when this process has another one loaded already.
 bool InstallPreBootLibrary(const std::wstring& lacking = {});
 /// Fails while the library is loaded.
 bool RemovePreBootLibrary();
+/// The provider never frees the library, and while it is loaded another can't take its place.
+void UnloadPreBootLibrary();
 
 /// The event that marks the library as asked, made when it is not there. The mark lasts as long as any
 /// process holds it.

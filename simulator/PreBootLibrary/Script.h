@@ -13,10 +13,10 @@ namespace PreBootLibrary {
 
 /// What is missing has the answer of a library that works, is enabled, and hands over what the record holds.
 struct Script {
-    std::optional<LONG> enabled, openStatus, enabledStatus, closeStatus;
+    std::optional<LONG> enabled = {}, openStatus = {}, enabledStatus = {}, closeStatus = {};
     /// Empty: nobody was authenticated.
-    std::optional<std::vector<BYTE>> record;
-    std::optional<LONG> sizeStatus, credsStatus, size, filledSize;
+    std::optional<std::vector<BYTE>> record = {};
+    std::optional<LONG> sizeStatus = {}, credsStatus = {}, size = {}, filledSize = {};
 };
 
 /// A record of 386 bytes; each text is cut to its field.

@@ -69,7 +69,6 @@ const Replacement g_replacements[] = {
     SIM_PASSED(Failures, LastError, RedrawWindow),
     SIM_PASSED(Failures, LastError, BeginPaint),
     SIM_PASSED(Failures, Status, CreateStreamOnHGlobal),
-    SIM_PASSED_AS(Failures, Status, GdiplusStartup, int(ULONG_PTR* token, const void* input, void* output)),
     SIM_PASSED_AS(Failures, Status, GdipCreateFromHDC, int(HDC dc, void** graphics)),
     SIM_PASSED_AS(Failures, Status, GdipCreateBitmapFromStream, int(IStream* stream, void** bitmap)),
     SIM_PASSED_AS(Failures, Status, GdipCreateBitmapFromHBITMAP,

@@ -14,6 +14,8 @@ struct Rectangle {
 };
 constexpr int GdiplusOk = 0;
 
+using Startup = int(ULONG_PTR* token, const void* input, void* output);
+using Shutdown = void(ULONG_PTR token);
 using DrawString = int(void* graphics, const wchar_t* text, int length, const void* font,
                        const Rectangle* layout, const void* format, const void* brush);
 using DrawImageRectI = int(void* graphics, void* image, int x, int y, int width, int height);
@@ -50,6 +52,19 @@ BOOL ModelDeregisterEventSource(HANDLE handle)
     return Answer(state->ledger.Close(handle) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE);
 }
 
+int ModelGdiplusStartup(ULONG_PTR* token, const void* input, void* output)
+{
+    const int status = g_original<"GdiplusStartup", Startup>(token, input, output);
+    ModelState()->texts.gdiplusUsers += status == GdiplusOk;
+    return status;
+}
+
+void ModelGdiplusShutdown(ULONG_PTR token)
+{
+    --ModelState()->texts.gdiplusUsers;
+    g_original<"GdiplusShutdown", Shutdown>(token);
+}
+
 int ModelGdipDrawString(void* graphics, const wchar_t* text, int length, const void* font,
                         const Rectangle* layout, const void* format, const void* brush)
 {
@@ -84,6 +99,8 @@ const Replacement g_replacements[] = {
     SIM_MODELLED(Texts, LastError, RegisterEventSourceW, ModelRegisterEventSourceW),
     SIM_MODELLED(Texts, LastError, ReportEventW, ModelReportEventW),
     SIM_MODELLED(Texts, LastError, DeregisterEventSource, ModelDeregisterEventSource),
+    SIM_MODELLED_AS(Texts, Status, GdiplusStartup, ModelGdiplusStartup, Startup),
+    SIM_MODELLED_AS(Texts, Never, GdiplusShutdown, ModelGdiplusShutdown, Shutdown),
     SIM_MODELLED_AS(Texts, Status, GdipDrawString, ModelGdipDrawString, DrawString),
     SIM_MODELLED_AS(Texts, Status, GdipDrawImageRectI, ModelGdipDrawImageRectI, DrawImageRectI),
 };

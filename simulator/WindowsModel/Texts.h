@@ -39,6 +39,8 @@ struct TextsState {
     std::map<HANDLE, std::wstring> sources;
     std::vector<Prompt> prompts;
     std::vector<DrawnImage> images;
+    /// Starts of GDI+ that succeeded and were not taken back.
+    int gdiplusUsers = 0;
     /// Called for each prompt on the thread that draws, after it is drawn and outside the model's lock.
     std::function<void(const std::wstring& text)> onPrompt;
 };

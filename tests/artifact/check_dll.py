@@ -19,13 +19,6 @@ def expect(what, found, wanted):
         complaints.append(f"{what}: {found!r}, expected {wanted!r}")
 
 
-def resources_of(dll):
-    """The bytes of each resource by kind and number."""
-    return {(kind.id or str(kind.name), item.id): dll.get_data(place.OffsetToData, place.Size)
-            for kind in dll.DIRECTORY_ENTRY_RESOURCE.entries for item in kind.directory.entries
-            for place in [item.directory.entries[0].data.struct]}
-
-
 def check_headers(dll):
     expect("machine", pefile.MACHINE_TYPE[dll.FILE_HEADER.Machine], "IMAGE_FILE_MACHINE_AMD64")
     expect("is a DLL", dll.FILE_HEADER.IMAGE_FILE_DLL, True)
@@ -51,7 +44,9 @@ def check_functions(dll):
 
 
 def check_resources(dll, version):
-    resources = resources_of(dll)
+    resources = {(kind.id or str(kind.name), item.id): dll.get_data(place.OffsetToData, place.Size)
+                 for kind in dll.DIRECTORY_ENTRY_RESOURCE.entries for item in kind.directory.entries
+                 for place in [item.directory.entries[0].data.struct]}
     # A bitmap header of 40 bytes, 266 x 266 pixels, 1 plane, 24 bits; rows are filled up to four bytes.
     tile = resources.get((pefile.RESOURCE_TYPE["RT_BITMAP"], 105), b"")
     expect("tile", tile[:16], struct.pack("<IiiHH", 40, 266, 266, 1, 24))
@@ -65,10 +60,8 @@ def check_resources(dll, version):
     numbers = dll.VS_FIXEDFILEINFO[0]
     expect("file version", (numbers.FileVersionMS, numbers.FileVersionLS), (major << 16 | minor, patch << 16))
     expect("product version", numbers.ProductVersionMS, numbers.FileVersionMS)
-    texts = {}
-    for part in dll.FileInfo[0]:
-        for table in getattr(part, "StringTable", []):
-            texts.update(table.entries)
+    texts = {name: text for part in dll.FileInfo[0] for table in getattr(part, "StringTable", [])
+             for name, text in table.entries.items()}
     expect("version texts", [texts.get(b"FileVersion"), texts.get(b"ProductVersion")], [version.encode()] * 2)
 
 

@@ -35,13 +35,6 @@ constexpr wchar_t EventLog[] = L"c:\\FPLog";
 
 ServiceClient::ServiceProcess g_service;
 
-fs::path OwnFolder()
-{
-    wchar_t path[MAX_PATH] = L"";
-    GetModuleFileNameW(nullptr, path, MAX_PATH);
-    return fs::path(path).parent_path();
-}
-
 void SetText(const wchar_t* key, const wchar_t* value, const std::wstring& text)
 {
     REQUIRE(RegSetKeyValueW(HKEY_LOCAL_MACHINE, key, value, REG_SZ, text.c_str(),
@@ -52,13 +45,6 @@ void SetNumber(const wchar_t* key, const wchar_t* value, DWORD number)
 {
     REQUIRE(RegSetKeyValueW(HKEY_LOCAL_MACHINE, key, value, REG_DWORD, &number, sizeof number) ==
             ERROR_SUCCESS);
-}
-
-/// The gate never frees the library, and while it is loaded another can't take its place.
-void UnloadLibrary()
-{
-    while (const HMODULE library = GetModuleHandleW(L"vcsWavePba.dll"))
-        FreeLibrary(library);
 }
 
 /// Starts the service where none runs.
@@ -79,7 +65,7 @@ struct Machine {
     {
         Clear();
         REQUIRE(fit.emplace().IsFit());
-        ServeFrom(OwnFolder() / "VexaFPCredentialProvider.dll");
+        ServeFrom(FitMachine::BuildFolder() / "VexaFPCredentialProvider.dll");
         SetText(ServerKey, L"ThreadingModel", L"Apartment");
         SetText(ListKey, nullptr, L"FingerPrint");
         fs::create_directory(TextLog);
@@ -93,7 +79,7 @@ struct Machine {
     {
         if (g_service.IsRunning())
             ServiceClient::TellOk(L"reset");
-        UnloadLibrary();
+        FitMachine::UnloadPreBootLibrary();
         FitMachine::RemovePreBootLibrary();
         // Also the sensor that a run of the logon leaves plugged in.
         RegDeleteTreeW(HKEY_LOCAL_MACHINE, LR"(System\CurrentControlSet\Enum\USB\VID_138A&PID_0010)");
@@ -110,13 +96,6 @@ struct Machine {
     Simulation simulation;
     std::optional<FitMachine::Scope> fit;
 };
-
-void SetLimit(const wchar_t* enable, const wchar_t* count)
-{
-    fs::create_directories(fs::path(IniPath).parent_path());
-    REQUIRE(IniWriteString(L"LockEnable", enable, L"Public"));
-    REQUIRE(IniWriteString(L"LockCount", count, L"Public"));
-}
 
 /// One line as the provider writes it.
 #define LOG(text) L"11:09:37  VexaFPCredential.cpp L=232 " text L"\r\n"
@@ -221,9 +200,9 @@ const Row Rows[] = {
     {[](Machine&) { SetText(AUTHENTICATION LR"(Credential Provider Filters\{1})", nullptr, L"Ours\x1B"); }, L"filters", Outcome::Attention, LR"("{1}" "Ours\x1b")"},
     {[](Machine&) { SetText(AUTHENTICATION LR"(Credential Provider Filters\{ddc0eed2-adbe-40b6-a217-ede16a79a0de})", nullptr, L"GenericFilter"); }, L"filters", Outcome::Pass, L"none but"},
     {[](Machine&) { ServeFrom(LR"(C:\nowhere\Provider.dll)"); }, L"dll", Outcome::Refusal, L"there is no file", Status::DllMissing},
-    {[](Machine&) { ServeFrom(OwnFolder() / "doctor_tests.exe"); }, L"dll", Outcome::Refusal, L"a program, not a DLL", Status::DllUnfit},
+    {[](Machine&) { ServeFrom(FitMachine::BuildFolder() / "doctor_tests.exe"); }, L"dll", Outcome::Refusal, L"a program, not a DLL", Status::DllUnfit},
     {[](Machine&) { ServeFrom(LR"("C:\windows\system32\vcsWavePba.dll")"); }, L"dll", Outcome::Refusal, L"is no COM server", Status::DllUnfit},
-    {[](Machine&) { const fs::path copy = OwnFolder() / "doctor_tests.bin"; CopyFileW((OwnFolder() / "VexaFPCredentialProvider.dll").c_str(), copy.c_str(), FALSE); ServeFrom(copy); }, L"dll", Outcome::Warning, L"is renamed"},
+    {[](Machine&) { const fs::path copy = FitMachine::BuildFolder() / "doctor_tests.bin"; CopyFileW((FitMachine::BuildFolder() / "VexaFPCredentialProvider.dll").c_str(), copy.c_str(), FALSE); ServeFrom(copy); }, L"dll", Outcome::Warning, L"is renamed"},
     // The gate
     {[](Machine&) { FitMachine::PullOut(); }, L"sensor", Outcome::Refusal, L"no device of vendor 138A", Status::NoSensor},
     {[](Machine& m) { m.simulation->devices.problem = 22; }, L"sensor", Outcome::Refusal, L"is disabled", Status::SensorDisabled},
@@ -250,9 +229,9 @@ const Row Rows[] = {
     {[](Machine&) { AnswerFromService(L"nobody"); }, L"enrolment", Outcome::Attention, L"none"},
     {[](Machine&) {}, L"enrolment", Outcome::Pass, L"1 record "},
     {[](Machine&) { AnswerFromService(L"enrol CORP Ben secret"); }, L"enrolment", Outcome::Pass, L"2 records "},
-    {[](Machine&) { SetLimit(L"0", L"3"); }, L"lock-out", Outcome::Note, L"switched off"},
-    {[](Machine&) { SetLimit(L"1", L"0"); }, L"lock-out", Outcome::Note, L"without a limit"},
-    {[](Machine&) { SetLimit(L"1", L"1"); }, L"lock-out", Outcome::Note, L"after 1 matched finger,"},
+    {[](Machine&) { FitMachine::SetLimit(0, 3); }, L"lock-out", Outcome::Note, L"switched off"},
+    {[](Machine&) { FitMachine::SetLimit(1, 0); }, L"lock-out", Outcome::Note, L"without a limit"},
+    {[](Machine&) { FitMachine::SetLimit(1, 1); }, L"lock-out", Outcome::Note, L"after 1 matched finger,"},
     // What is left behind
     {[](Machine&) {}, L"folders", Outcome::Pass, L"ordinary users can't"},
     {[](Machine&) { LetEverybodyWriteEventLog(); }, L"folders", Outcome::Warning, L"may be written: c:\\FPLog by Everyone"},
@@ -309,8 +288,7 @@ TEST_CASE("each check tells what it finds, nothing is changed, and the verdict i
 {
     AnswerFromService(L"reset");
     for (const Row& row : Rows) {
-        CAPTURE(ToUtf8(row.check));
-        CAPTURE(ToUtf8(row.part));
+        INFO(ToUtf8(row.check), " ", ToUtf8(row.part));
         Machine machine;
         row.change(machine);
         const Diagnosis diagnosis = DiagnoseUntouched(machine);
@@ -325,7 +303,7 @@ TEST_CASE("each check tells what it finds, nothing is changed, and the verdict i
 
         const Status asked = Diagnose({.askLibrary = true}).status;
         CHECK(asked == row.asked);
-        UnloadLibrary();
+        FitMachine::UnloadPreBootLibrary();
         // The gate's own log would stay open.
         fs::remove_all(TextLog);
         const HRESULT gate = PassCreationGate();
@@ -333,7 +311,7 @@ TEST_CASE("each check tells what it finds, nothing is changed, and the verdict i
         if (SUCCEEDED(gate))
             ReleaseCredentialServiceEvent();
     }
-    fs::remove(OwnFolder() / "doctor_tests.bin");
+    fs::remove(FitMachine::BuildFolder() / "doctor_tests.bin");
 }
 
 } // namespace

@@ -47,11 +47,8 @@ TEST_CASE("the log of one logon, line by line")
     CHECK(machine.Calls() == Texts{L"CaptureStop"});
 
     // The lines of one function are in order; those of different threads may interleave.
-    struct Row {
-        std::string label;
-        Texts messages;
-    };
-    for (const Row& row : {
+    using Row = std::pair<std::string, Texts>;
+    for (const auto& [label, expected] : {
              Row{"CVexaFPProvider::SetUsageScenario",
                  {L" Start", L" cpus=1", L"CPUS_LOGON", L"CPUS_UNLOCK_WORKSTATION", L"SetUsageScenario End"}},
              Row{"CVexaFPCredential::CVexaFPCredential", {L"Start"}},
@@ -82,11 +79,11 @@ TEST_CASE("the log of one logon, line by line")
              Row{"CVexaFPCredential::~CVexaFPCredential", {L"Start"}},
              Row{"CCommandWindow::~CCommandWindow", {L"RPCCaptureStop", L"PostMessage  1"}},
          }) {
-        CAPTURE(row.label);
-        Texts messages = machine.LogOf(row.label);
+        CAPTURE(label);
+        Texts messages = machine.LogOf(label);
         // How often the window is shown is not the log's matter.
         std::erase_if(messages, [](const std::wstring& text) { return text.starts_with(L"wParam="); });
-        CHECK(messages == row.messages);
+        CHECK(messages == expected);
     }
     CHECK(machine.LogOf("CVexaFPProvider::CVexaFPProvider").at(0).starts_with(L"g_evnetCreSer = 0x"));
     CHECK(machine.LogOf("CCommandWindow::ThreadProc").back() == L"msg.message == WM_EXIT_THREAD");
@@ -123,10 +120,9 @@ TEST_CASE("the lock-out limit counts matches, whatever their password")
     };
     // A limit of 0 is none, and a limit that is not enabled is 32767.
     for (const Row& row : {Row{1, 2, 2, true}, Row{1, 0, 3, false}, Row{0, 1, 3, false}}) {
-        CAPTURE(row.enable);
-        CAPTURE(row.count);
+        INFO(row.enable, " ", row.count);
         Machine machine;
-        machine.SetLockOut(row.enable, row.count);
+        REQUIRE(FitMachine::SetLimit(row.enable, row.count));
         ProviderLife life(machine);
         life.StartAndWaitForPrompt();
         for (int finger = 0; finger < row.fingers; ++finger) {

@@ -1,20 +1,17 @@
 #include "Machine.h"
 
+#include "IniFile.h"
+#include "unit/base/LogFixture.h"
+
 #include <winternl.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <regex>
 #include <set>
-
-namespace fs = std::filesystem;
 
 namespace {
 
 constexpr char LogFolder[] = "C:\\CPLog";
-constexpr wchar_t IniFile[] = L"C:\\Users\\Public\\VEXA\\FingerPrint\\config.ini";
 
 std::string Narrow(std::wstring_view text)
 {
@@ -98,7 +95,7 @@ Machine::Machine()
     REQUIRE_FALSE(stayed);
     fs::remove_all(LogFolder);
     fs::create_directories(LogFolder);
-    fs::remove(IniFile);
+    fs::remove(IniPath);
     if (!service.IsRunning()) {
         // One that a test program left when it was ended.
         ServiceClient::Tell(L"quit", 0);
@@ -108,27 +105,13 @@ Machine::Machine()
     Tell(L"clear");
 }
 
-void Machine::SetLockOut(int enable, int count) const
-{
-    fs::create_directories(fs::path(IniFile).parent_path());
-    REQUIRE(WritePrivateProfileStringW(L"Public", L"LockEnable", std::to_wstring(enable).c_str(), IniFile));
-    REQUIRE(WritePrivateProfileStringW(L"Public", L"LockCount", std::to_wstring(count).c_str(), IniFile));
-}
-
 std::vector<LogLine> Machine::Log() const
 {
-    static const std::wregex form(LR"(\d\d:\d\d:\d\d  (\S+) L=\d+ (\S+) : (.*)\r\n)");
+    static const std::wregex form(LR"(\d\d:\d\d:\d\d  (\S+) L=\d+ (\S+) : (.*))");
     std::vector<LogLine> lines;
-    std::error_code missing;
-    for (const fs::directory_entry& entry : fs::directory_iterator(LogFolder, missing)) {
-        std::ifstream file(entry.path(), std::ios::binary);
-        const std::string bytes(std::istreambuf_iterator<char>(file), {});
-        const std::wstring text(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / 2);
-        // Up to a line that has another form, or that is still being written.
-        using std::regex_constants::match_continuous;
-        for (std::wsregex_iterator line(text.begin(), text.end(), form, match_continuous), end; line != end;
-             ++line)
-            lines.push_back({Narrow(line->str(1)), Narrow(line->str(2)), line->str(3)});
+    for (const std::wstring& line : ReadLines(LogFolder)) {
+        if (std::wsmatch parts; std::regex_match(line, parts, form))
+            lines.push_back({Narrow(parts.str(1)), Narrow(parts.str(2)), parts.str(3)});
     }
     return lines;
 }

@@ -30,7 +30,6 @@ public:
     /// to see.
     Machine();
 
-    void SetLockOut(int enable, int count) const;
     /// What is in the log folder, or nothing.
     std::vector<LogLine> Log() const;
     /// The messages of one function, in order.

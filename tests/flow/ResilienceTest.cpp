@@ -5,7 +5,7 @@
 TEST_CASE("whoever is typing keeps the focus through a whole life")
 {
     Machine machine;
-    machine.SetLockOut(1, 1);
+    REQUIRE(FitMachine::SetLimit(1, 1));
     const HWND typing = CreateWindowExW(0, L"EDIT", L"", WS_POPUP | WS_VISIBLE, 0, 0, 200, 100, nullptr,
                                         nullptr, nullptr, nullptr);
     SetForegroundWindow(typing);
@@ -74,25 +74,20 @@ TEST_CASE("a life whose binding another provider has taken ends without a finger
 
 TEST_CASE("a function that fails at the end of a life leaves nothing behind")
 {
-    struct Row {
-        std::string function;
-        unsigned times;
-    };
-    for (const Row& row : {Row{"PostMessageW", 1},
-                           {"DestroyWindow", 1},
-                           {"UnregisterClassW", 1},
-                           {"UnregisterClassW", 2},
-                           {"GetModuleHandleExW", 100}}) {
-        CAPTURE(row.function);
-        CAPTURE(row.times);
+    for (const auto& [function, times] : {std::pair("PostMessageW", 1),
+                                          {"DestroyWindow", 1},
+                                          {"UnregisterClassW", 1},
+                                          {"UnregisterClassW", 2},
+                                          {"GetModuleHandleExW", 100}}) {
+        INFO(function, " ", times);
         Machine machine;
         // Keeps the module, and with it what it has to remember of the failure.
-        const auto kept = row.times == 2 ? std::make_unique<Dll>() : nullptr;
+        const auto kept = times == 2 ? std::make_unique<Dll>() : nullptr;
         {
             ProviderLife life(machine);
             life.StartAndWaitForPrompt();
             machine.AwaitCalls(L"IdentifyEnroll");
-            machine.FailNext(row.function, 0, row.times);
+            machine.FailNext(function, 0, unsigned(times));
             life.End();
             CHECK(WaitForNoEventWindow());
             if (!kept)

@@ -72,7 +72,7 @@ TEST_CASE("the window stands layered and topmost in the top right corner, wherev
 TEST_CASE("suspend hides the window; resume shows it and replaces a watchdog that has ended")
 {
     Machine machine;
-    machine.SetLockOut(1, 1);
+    REQUIRE(FitMachine::SetLimit(1, 1));
     ProviderLife life(machine);
     life.StartAndWaitForPrompt();
     const HWND window = life.Window();

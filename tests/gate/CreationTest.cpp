@@ -7,8 +7,6 @@
 
 namespace {
 
-using PreBoot = PreBootLibrary::Script;
-
 /// One attempt, and what it leaves behind.
 struct Row {
     std::string what;
@@ -37,9 +35,7 @@ void CheckAttempt(const Row& row)
 {
     constexpr wchar_t failureNotes[] = LR"(c:\FPLog)";
     CAPTURE(row.what);
-    // The DLL never frees the library, and while it is loaded another can't take its place.
-    while (const HMODULE library = GetModuleHandleW(L"vcsWavePba.dll"))
-        FreeLibrary(library);
+    FitMachine::UnloadPreBootLibrary();
     Machine machine;
     row.make(machine);
     CreateDirectoryW(failureNotes, nullptr);
@@ -66,10 +62,8 @@ void CheckAttempt(const Row& row)
     CHECK(IsServiceEventOpen() == (row.result == S_OK));
 }
 
-void Script(std::optional<LONG> PreBoot::* what, LONG value)
+void Script(const PreBootLibrary::Script& script)
 {
-    PreBoot script;
-    script.*what = value;
     REQUIRE(PreBootLibrary::Store(script));
 }
 
@@ -86,12 +80,12 @@ TEST_CASE("the conditions of a tile, in their order")
         {"disabled", [](Machine& m) { m.windows.Lock()->devices.problem = CM_PROB_DISABLED; }, E_NOTIMPL, 0, {}, {}, 0},
         {"switched off", [](Machine&) { FitMachine::SetSwitch(0); }, E_OUTOFMEMORY, 0, {Off}, {}, 0},
         {"enabled", [](Machine&) {}, S_OK, 0, {Pass}, Yes, 0},
-        {"enabled, by another number", [](Machine&) { Script(&PreBoot::enabled, 2); }, S_OK, 0, {Pass}, YesToo, 0},
-        {"second attempt", [](Machine&) { Script(&PreBoot::enabled, 0); }, S_OK, 0, {NotEnabled, Fail, Pass}, No, 1},
-        {"third attempt", [](Machine& m) { Script(&PreBoot::enabled, 0); m.FailNext("LoadLibraryA"); }, S_OK, 0, {NotLoaded, Fail, NotEnabled, Fail, Pass}, No, 1},
-        {"not at all", [](Machine& m) { Script(&PreBoot::enabled, 0); m.Tell(L"pba 2"); }, E_OUTOFMEMORY, 0, {NotEnabled, Fail, Fail, Fail}, No, 2},
-        {"open fails", [](Machine&) { Script(&PreBoot::openStatus, 5); }, S_OK, 0, {NotOpen, Fail, Pass}, {L"vcsWavPbaOpen(2) = 5"}, 1},
-        {"the question fails", [](Machine&) { Script(&PreBoot::enabledStatus, 7); }, S_OK, 0, {NotEnabled, Fail, Pass}, NoAnswer, 1},
+        {"enabled, by another number", [](Machine&) { Script({.enabled = 2}); }, S_OK, 0, {Pass}, YesToo, 0},
+        {"second attempt", [](Machine&) { Script({.enabled = 0}); }, S_OK, 0, {NotEnabled, Fail, Pass}, No, 1},
+        {"third attempt", [](Machine& m) { Script({.enabled = 0}); m.FailNext("LoadLibraryA"); }, S_OK, 0, {NotLoaded, Fail, NotEnabled, Fail, Pass}, No, 1},
+        {"not at all", [](Machine& m) { Script({.enabled = 0}); m.Tell(L"pba 2"); }, E_OUTOFMEMORY, 0, {NotEnabled, Fail, Fail, Fail}, No, 2},
+        {"open fails", [](Machine&) { Script({.openStatus = 5}); }, S_OK, 0, {NotOpen, Fail, Pass}, {L"vcsWavPbaOpen(2) = 5"}, 1},
+        {"the question fails", [](Machine&) { Script({.enabledStatus = 7}); }, S_OK, 0, {NotEnabled, Fail, Pass}, NoAnswer, 1},
         {"without open", [](Machine&) { REQUIRE(FitMachine::InstallPreBootLibrary(L"open")); }, E_OUTOFMEMORY, 0, Unfit, {}, 0},
         {"without enabled", [](Machine&) { REQUIRE(FitMachine::InstallPreBootLibrary(L"enabled")); }, E_OUTOFMEMORY, 0, Unfit, {}, 0},
         {"without close", [](Machine&) { REQUIRE(FitMachine::InstallPreBootLibrary(L"close")); }, E_OUTOFMEMORY, 0, Unfit, {}, 0},
@@ -110,10 +104,10 @@ TEST_CASE("what attempts tell log and debugger")
     const Dll dll;
     machine.FailNext("SetupDiGetClassDevsW");
     machine.FailNext("LoadLibraryA");
-    Script(&PreBoot::openStatus, 5);
+    Script({.openStatus = 5});
     dll.Create();
     machine.fitness.ForgetCheck();
-    Script(&PreBoot::enabled, 0);
+    Script({.enabled = 0});
     dll.Create();
     FitMachine::SetSwitch(0);
     HRESULT result = S_OK;

@@ -14,9 +14,6 @@ public:
         REQUIRE(fitness.IsFit());
         windows.Reset();
         windows.Lock()->clock.SetScale(0.01);
-        using enum WindowsModel::ImportHooks::Result;
-        REQUIRE(hooks.Replace("GdiplusStartup", CountedStartup, &s_startup) == Replaced);
-        REQUIRE(hooks.Replace("GdiplusShutdown", CountedShutdown, &s_shutdown) == Replaced);
     }
     ~LoadedProvider()
     {
@@ -28,7 +25,7 @@ public:
         const WindowsModel::State state = windows.Snapshot();
         CHECK(state.failures.pending.empty());
         CHECK(state.ledger.Clean());
-        CHECK(s_started == 0);
+        CHECK(state.texts.gdiplusUsers == 0);
     }
     LoadedProvider(const LoadedProvider&) = delete;
     LoadedProvider& operator=(const LoadedProvider&) = delete;
@@ -40,22 +37,4 @@ public:
     }
 
     FitMachine::Scope fitness;
-
-private:
-    static int CountedStartup(ULONG_PTR* token, const void* input, void* output)
-    {
-        const int status = s_startup(token, input, output);
-        s_started += status == 0;
-        return status;
-    }
-    static void CountedShutdown(ULONG_PTR token)
-    {
-        --s_started;
-        s_shutdown(token);
-    }
-
-    /// Starts of GDI+ that succeeded and were not taken back.
-    static inline std::atomic<int> s_started = 0;
-    static inline int (*s_startup)(ULONG_PTR*, const void*, void*);
-    static inline void (*s_shutdown)(ULONG_PTR);
 };

@@ -70,8 +70,7 @@ TEST_CASE("waiting for service and sensor, each up to its last attempt")
              Row{L"pba 1", 1, 4, 0, Sleeps(4, 200)},
              Row{L"pba 0", 6, 1, -1, Sleeps(5, 200)},
          }) {
-        CAPTURE(row.successes);
-        CAPTURE(row.failures);
+        INFO(row.successes, " ", row.failures);
         REQUIRE(ServiceClient::TellOk(row.sensor));
         Simulation simulation(Group::Clock | Group::Failures);
         simulation->clock.sleepScale = 0;

@@ -35,12 +35,15 @@ TEST_CASE("the service's callback reaches the client's routine and is answered w
 {
     const auto& client = *static_cast<const RPC_CLIENT_INTERFACE*>(Stub_VexaFP_v1_0_c_ifspec);
     // Outlives the endpoint: a thread of the runtime looks at it after it has sent an answer.
-    static RPC_SERVER_INTERFACE server{};
-    server.Length = sizeof server;
-    server.InterfaceId = client.InterfaceId;
-    server.TransferSyntax = client.TransferSyntax;
-    server.DispatchTable = client.DispatchTable;
-    server.InterpreterInfo = client.InterpreterInfo;
+    static RPC_SERVER_INTERFACE server{sizeof server,
+                                       client.InterfaceId,
+                                       client.TransferSyntax,
+                                       client.DispatchTable,
+                                       0,
+                                       nullptr,
+                                       nullptr,
+                                       client.InterpreterInfo,
+                                       0};
     handle_t binding = nullptr;
     REQUIRE(RpcServerUseProtseqEpW(RpcText(L"ncalrpc"), RPC_C_PROTSEQ_MAX_REQS_DEFAULT,
                                    RpcText(L"VexaFPCallbackTest"), nullptr) == RPC_S_OK);

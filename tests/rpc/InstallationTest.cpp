@@ -1,11 +1,10 @@
 // `FingerprintService --install` and `--uninstall`, alone and beside another program's service.
 #include "base/Handle.h"
 #include "base/Registry.h"
+#include "FitMachine/Fitness.h"
 
 #include <doctest/doctest.h>
 #include <process.h>
-
-#include <filesystem>
 
 namespace {
 
@@ -14,10 +13,7 @@ constexpr wchar_t Moved[] = LR"("C:\Another\FingerprintService.exe" --service Ve
 
 intptr_t Run(const wchar_t* mode)
 {
-    // Beside this program.
-    wchar_t path[MAX_PATH] = L"";
-    GetModuleFileNameW(nullptr, path, MAX_PATH);
-    const auto program = std::filesystem::path(path).replace_filename(L"FingerprintService.exe");
+    const auto program = FitMachine::BuildFolder() / L"FingerprintService.exe";
     return _wspawnl(_P_WAIT, program.c_str(), L"FingerprintService.exe", mode, nullptr);
 }
 

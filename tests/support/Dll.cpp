@@ -28,15 +28,27 @@ void* FailingMalloc(size_t size)
 std::atomic<long> g_secretsFreed = 0;
 void (*g_free)(void*);
 
+decltype(&CoTaskMemFree) g_coTaskMemFree;
+
 /// Looks for the wide text "secret", which is part of all passwords in these tests.
-void WatchedFree(void* block)
+void LookInto(const void* block, size_t size)
 {
     // The credential's own block is left out: it keeps its password, deliberately.
     constexpr size_t credentialSize = 3 * 256 * sizeof(wchar_t);
-    const size_t size = block != nullptr ? _msize(block) : 0;
     const std::wstring_view text(static_cast<const wchar_t*>(block), size / sizeof(wchar_t));
     g_secretsFreed += size < credentialSize && text.find(L"secret") != text.npos;
+}
+
+void WatchedFree(void* block)
+{
+    LookInto(block, block != nullptr ? _msize(block) : 0);
     g_free(block);
+}
+
+void WINAPI WatchedCoTaskMemFree(void* block)
+{
+    LookInto(block, block != nullptr ? HeapSize(GetProcessHeap(), 0, block) : 0);
+    g_coTaskMemFree(block);
 }
 
 template <class Function>
@@ -73,6 +85,7 @@ Dll::Dll() : hooks(LoadLibraryW(FileName))
     REQUIRE(report.failed.empty());
     REQUIRE(report.Replaced("WinExec"));
     REQUIRE(hooks.Replace("free", WatchedFree, &g_free) == Replaced);
+    REQUIRE(hooks.Replace("CoTaskMemFree", WatchedCoTaskMemFree, &g_coTaskMemFree) == Replaced);
 }
 
 Dll::~Dll()

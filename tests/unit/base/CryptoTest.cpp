@@ -4,6 +4,8 @@
 
 #include <wincrypt.h>
 
+#include <utility>
+
 namespace {
 
 // Made with the openssl program instead of Windows. The check of at most 255 bytes is CRC-16/MODBUS of the
@@ -13,11 +15,8 @@ namespace {
 //   K = first 16 bytes of MD5(H with each byte XOR 0x36) followed by MD5(H with each byte XOR 0x5C)
 //   openssl enc -aes-128-cbc -K $K -iv 0 < text-and-check | base64
 constexpr wchar_t Phrase[] = L"P\u00E4ss \u6307\u7D0B";
-struct Vector {
-    unsigned units;
-    unsigned hash; // of the Base64 text
-};
-constexpr Vector Vectors[] = {
+/// Lengths in units, and a hash of the Base64 text of each.
+constexpr std::pair<unsigned, unsigned> Vectors[] = {
     {0, 0x2C8D7241},   {1, 0xF64CF895},   {127, 0xCF6A78FD}, {128, 0x74073716},
     {129, 0xBB29E884}, {200, 0xC11DEA44}, {480, 0x5155BCA4},
 };
@@ -47,11 +46,11 @@ TEST_CASE("texts are encrypted as another implementation does it, and decrypted 
     // An account without a key container gets one; there may be none to delete.
     HCRYPTPROV none = 0;
     CryptAcquireContextW(&none, nullptr, MS_ENH_RSA_AES_PROV_W, PROV_RSA_AES, CRYPT_DELETEKEYSET);
-    for (const Vector& vector : Vectors) {
-        CAPTURE(vector.units);
-        const std::wstring base64 = EncryptText(Text(vector.units), Phrase);
-        CHECK(Hash(base64) == vector.hash);
-        CHECK(DecryptText(base64, Phrase) == Text(vector.units));
+    for (const auto& [units, hash] : Vectors) {
+        CAPTURE(units);
+        const std::wstring base64 = EncryptText(Text(units), Phrase);
+        CHECK(Hash(base64) == hash);
+        CHECK(DecryptText(base64, Phrase) == Text(units));
     }
     CHECK(EncryptText(Text(481), Phrase).empty());
     CHECK(DecryptText(HalfUnit, Phrase) == L"A");

@@ -114,8 +114,7 @@ TEST_CASE_FIXTURE(Folders, "mode and level choose among log and fallback folder"
                            {2, 1, false, true, CLogFile::WRITTEN, 0, 1},
                            {2, 1, false, false, CLogFile::NO_FOLDER, 0, 0},
                            {2, 3, true, true, CLogFile::NO_STREAM, 0, 0}}) {
-        CAPTURE(int(row.mode));
-        CAPTURE(row.level);
+        INFO(int(row.mode), " ", row.level);
         Remove();
         if (row.logExists)
             fs::create_directory(log);
