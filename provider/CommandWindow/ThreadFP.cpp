@@ -186,6 +186,9 @@ ExitCode Identify(CCommandWindow& window)
     if (!window.StoreUser(data))
         return Success;
     FP_LOG(Label, L"Credential Provider:RPCIdentifyEnroll Start");
+    // The line may have taken its time. A call that begins after the last stop would wait for a finger.
+    if (window.IsClosed())
+        return Success;
     long result = 0;
     auto* record = reinterpret_cast<byte*>(&data);
     const SehResult guarded = Guarded([&] { result = CallStub(Stub_IdentifyEnroll, record); });
