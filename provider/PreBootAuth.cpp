@@ -16,7 +16,7 @@ constexpr char Label[] = "GetAuthUserCreds";
 
 /// Room for what the library asks for, and for a whole record in any case: it may write more than it has
 /// asked for. What it has filled is wiped before all is freed, and a whole record in any case: it may report
-/// less than it wrote.
+/// less than it wrote, or fail after it wrote.
 class SecretBuffer {
 public:
     /// Zero-filled. An empty buffer has an address too: to the library, null asks for the size.
@@ -70,8 +70,7 @@ long FetchCredentials(SecretBuffer& buffer, void* record)
         return ERROR_NOT_ENOUGH_MEMORY;
     long size = static_cast<long>(buffer.Size());
     const long status = CallLibrary([&] { return vcsWavPbaGetAuthUserCreds(bytes, &size); });
-    // A call that failed may have written a record before it did.
-    buffer.SetFilled(status == 0 ? SizeOf(size) : sizeof(FPData));
+    buffer.SetFilled(SizeOf(size));
     if (status != 0)
         return status;
     FP_LOG(Label, L"vcsWavPbaGetAuthUserCreds 0");
