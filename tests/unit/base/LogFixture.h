@@ -1,4 +1,4 @@
-// Folders and log files for the tests of the support library.
+// Reading log files, and capturing what this process writes to its own log.
 #pragma once
 
 #include "LogFile.h"
