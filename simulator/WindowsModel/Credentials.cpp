@@ -98,8 +98,7 @@ NTSTATUS ModelLsaLookupAuthenticationPackage(HANDLE connection, LSA_STRING* name
 {
     const ModelState state;
     const NTSTATUS status = LookUp(state->ledger, connection, *name, number);
-    state->lsa.lookups.push_back(
-        {std::string(name->Buffer, name->Length), name->Length, name->MaximumLength});
+    state->lsa.lookups.push_back({name->Length, name->MaximumLength});
     return status;
 }
 

@@ -49,7 +49,6 @@ Protection ProtectionOf(const std::wstring& text);
 std::optional<std::wstring> Unprotect(const std::wstring& text);
 
 struct PackageLookup {
-    std::string name;
     USHORT length, maximumLength;
 };
 

@@ -164,10 +164,6 @@ public:
     /// it has no way to fail.
     [[nodiscard]] bool FailNext(std::string_view function, DWORD code, unsigned skip = 0, unsigned times = 1);
 
-    /// Waits in real time until the predicate, called under the lock after every change that a replaced
-    /// function makes, holds. False when the time is over. Not to be called under the lock.
-    bool WaitUntil(const std::function<bool(const State&)>& holds, DWORD milliseconds);
-
     /// Waits until the text has been drawn, and returns its place among the prompts. Only places from `from`
     /// on count: pass the place after the last one seen to wait for the next.
     std::optional<size_t> WaitForPrompt(const std::wstring& text, DWORD milliseconds, size_t from = 0);
@@ -176,6 +172,10 @@ public:
     bool WaitForCalls(std::string_view function, size_t count, DWORD milliseconds);
 
 private:
+    /// Waits in real time until the predicate, called under the lock after every change that a replaced
+    /// function makes, holds. False when the time is over. Not to be called under the lock.
+    bool WaitUntil(const std::function<bool(const State&)>& holds, DWORD milliseconds);
+
     CRITICAL_SECTION m_lock;
     CONDITION_VARIABLE m_changed = CONDITION_VARIABLE_INIT;
     State m_state;

@@ -69,7 +69,7 @@ DWORD ModelPowerGetActiveScheme(HKEY /*root*/, GUID** scheme)
 DWORD ReadSetting(bool onMains, const GUID& scheme, const GUID& subgroup, const GUID& setting, DWORD& value)
 {
     const ModelState state;
-    state->power.reads.push_back({onMains, scheme});
+    state->power.reads.push_back(scheme);
     if (scheme != state->power.activeScheme || subgroup != NoSubgroup || setting != ConsoleLock)
         return ERROR_FILE_NOT_FOUND;
     value = onMains ? state->power.lockOnMains : state->power.lockOnBattery;

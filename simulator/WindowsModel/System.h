@@ -24,18 +24,13 @@ struct LocaleState {
     LCID systemDefault = MAKELCID(MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US), SORT_DEFAULT);
 };
 
-struct PowerRead {
-    bool onMains;
-    GUID scheme;
-};
-
 struct PowerState {
     GUID activeScheme = {0x381b4222, 0xf694, 0x41f0, {0x96, 0x85, 0xff, 0x5b, 0xb2, 0x60, 0xdf, 0x2e}};
     SYSTEM_POWER_STATUS status = {1, 8, 100, 0, DWORD(-1), DWORD(-1)};
     /// What wake-up asks for: 1 a password, as Windows is delivered, 0 none.
     DWORD lockOnMains = 1, lockOnBattery = 1;
-    /// The reads of a setting, in order.
-    std::vector<PowerRead> reads;
+    /// The schemes of which a setting was read, in order.
+    std::vector<GUID> reads;
 
     void SetConsoleLock(DWORD onMains, DWORD onBattery)
     {

@@ -85,7 +85,10 @@ TEST_CASE("the log of one logon, line by line")
         std::erase_if(messages, [](const std::wstring& text) { return text.starts_with(L"wParam="); });
         CHECK(messages == expected);
     }
-    CHECK(machine.LogOf("CVexaFPProvider::CVexaFPProvider").at(0).starts_with(L"g_evnetCreSer = 0x"));
+    const Texts created = machine.LogOf("CVexaFPProvider::CVexaFPProvider");
+    REQUIRE(created.size() == 3);
+    CHECK(
+        (created[0].starts_with(L"g_evnetCreSer = 0x") && created[1] == L"break 1" && created[2] == L"End"));
     CHECK(machine.LogOf("CCommandWindow::ThreadProc").back() == L"msg.message == WM_EXIT_THREAD");
     for (const LogLine& line : machine.Log()) {
         const size_t method = line.label.find("::");

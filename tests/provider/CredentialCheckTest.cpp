@@ -21,4 +21,12 @@ TEST_CASE("the credential check is waited for 30 s at most, and marked then")
     REQUIRE(simulation->clock.waits.size() == 1);
     CHECK(simulation->clock.waits[0].milliseconds == 30000);
     CHECK(simulation->clock.waits[0].object != nullptr);
+
+    // Without an event nothing can be waited for.
+    CreateDirectoryW(LR"(c:\FPLog)", nullptr);
+    simulation.FailNext("OpenEventA", ERROR_FILE_NOT_FOUND);
+    simulation.FailNext("CreateEventA", ERROR_ACCESS_DENIED);
+    CVexaFPProvider::WaitCredentialCheck();
+    RemoveDirectoryW(LR"(c:\FPLog)");
+    CHECK(simulation->texts.events.at(0).strings == std::vector<std::wstring>{L"WaitCredentialCheck null"});
 }

@@ -107,8 +107,11 @@ TEST_CASE("a logon's result hides the window by its substatus")
     };
     for (const Row& row : {Row{0xC000006E, 0xC000006F, TRUE}, Row{0, 1, TRUE}, Row{0xC000006D, 0, FALSE}}) {
         CAPTURE(row.status);
-        CHECK(tile.credential->ReportResult(NTSTATUS(row.status), NTSTATUS(row.substatus), nullptr,
-                                            nullptr) == E_NOTIMPL);
+        PWSTR text = nullptr;
+        auto icon = CPSI_WARNING;
+        CHECK(tile.credential->ReportResult(NTSTATUS(row.status), NTSTATUS(row.substatus), &text, &icon) ==
+              E_NOTIMPL);
+        CHECK((text == nullptr && icon == CPSI_WARNING));
         CHECK(IsWindowVisible(FindEventWindow()) == row.visible);
     }
 }

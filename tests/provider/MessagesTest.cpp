@@ -4,8 +4,6 @@
 
 #include <cwchar>
 
-namespace {
-
 const MessageSet AtLoad = g_Messages;
 
 TEST_CASE("every language in its own words, the same language in another sort order in English")
@@ -25,5 +23,3 @@ TEST_CASE("every language in its own words, the same language in another sort or
     }
     CHECK(hash == 0x940F9E5A);
 }
-
-} // namespace

@@ -2,8 +2,6 @@
 
 #include <objbase.h>
 
-namespace {
-
 constexpr UINT FingerprintMessage = WM_USER + 1;
 constexpr size_t Any = SIZE_MAX;
 
@@ -191,5 +189,3 @@ TEST_CASE("what the window lacks keeps the provider neither from living nor from
         CHECK(CredentialOf(*provider) != nullptr);
     }
 }
-
-} // namespace

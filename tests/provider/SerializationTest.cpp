@@ -4,6 +4,7 @@
 #include "Module.h"
 #include "VexaFPCredential.h"
 #include "WindowsModel/PackedLogon.h"
+#include "unit/base/LogFixture.h"
 #include "unit/base/Simulation.h"
 
 #include <objbase.h>
@@ -65,6 +66,8 @@ TEST_CASE("a logon is packed with its password protected, for Windows' own scena
         CheckPacked(block, size, row.scenario, row.packed);
         CoTaskMemFree(block);
         CHECK(simulation->credentials.protects.size() == row.protects);
+        for (const WindowsModel::ProtectCall& call : simulation.windows.Snapshot().credentials.protects)
+            CHECK((!call.asSelf && call.characters == 2));
     }
 }
 
@@ -144,18 +147,27 @@ TEST_CASE("what GetSerialization hands out when a step fails, and what it gives 
         if (row.fails != nullptr)
             simulation.FailNext(row.fails, row.code, 1, row.skip);
 
+        const CapturedLog log;
         auto response = CPGSR_NO_CREDENTIAL_NOT_FINISHED;
+        auto icon = CPSI_WARNING;
+        PWSTR text = User;
         CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION logon{77, IID_IUnknown, 77, nullptr};
-        CHECK(credential->GetSerialization(&response, &logon, nullptr, nullptr) == row.result);
+        CHECK(credential->GetSerialization(&response, &logon, &text, &icon) == row.result);
+        CHECK((icon == CPSI_WARNING && text == User));
         // The allocation that failed is one of the blocks.
         CHECK(simulation.Blocks() == before + row.packed + (row.result == E_OUTOFMEMORY));
         CHECK((logon.rgbSerialization != nullptr) == row.packed);
         CHECK((logon.cbSerialization != 77) == row.packed);
+        CHECK(log.Lines().size() == size_t(row.packed));
         if (row.packed) {
+            CHECK(log.Lines()[0].ends_with(row.result == S_OK ? L" : CPGSR_RETURN_CREDENTIAL_FINISHED"
+                                                              : L" : RetrieveNegotiateAuthPackage Fail"));
             CheckPacked(logon.rgbSerialization, logon.cbSerialization, CPUS_LOGON, Protect(L"p"));
             CoTaskMemFree(logon.rgbSerialization);
         }
         if (row.result == S_OK) {
+            const WindowsModel::PackageLookup lookup = simulation->lsa.lookups.at(0);
+            CHECK((lookup.length == 9 && lookup.maximumLength == 10));
             CHECK(response == CPGSR_RETURN_CREDENTIAL_FINISHED);
             CHECK(logon.clsidCredentialProvider == CLSID_VexaFPCredentialProvider);
             CHECK(logon.ulAuthenticationPackage == ULONG(simulation->lsa.PackageNumber("Negotiate")));

@@ -7,8 +7,6 @@
 #include "Messages.h"
 #include "unit/base/Simulation.h"
 
-namespace {
-
 TEST_CASE("narrow texts stand centred under the image, wide ones end ten pixels from the edge")
 {
     struct Row {
@@ -108,5 +106,3 @@ TEST_CASE("a stop is taken once, and by no window that has gone")
     flag.Clear();
     CHECK(flag.Read(newer) == StopState::Run);
 }
-
-} // namespace

@@ -64,6 +64,7 @@ TEST_CASE("an account is tried here, then under its domain")
             simulation.FailNext("WTSQuerySessionInformationW", ERROR_ACCESS_DENIED);
         CHECK(CheckUserAndPwd(L"Anna", L"Secret", row.domain) == row.result);
         CHECK(simulation.Logons() == row.logons);
+        CHECK(simulation->session.queries.size() == size_t(row.session.has_value()));
         CHECK(simulation->ledger.Clean());
     }
 }
@@ -109,6 +110,7 @@ TEST_CASE("automatic logon is Winlogon's, or a wake-up that asks for no password
         simulation->power.status.ACLineStatus = row.mains;
         simulation->power.SetConsoleLock(row.onMains, row.onBattery);
         CHECK(CheckSystemAutoLogon() == row.result);
+        CHECK(simulation->power.reads == std::vector{simulation->power.activeScheme});
     }
     RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, Key, Name);
 

@@ -2,8 +2,6 @@
 
 #include "Simulation.h"
 
-namespace {
-
 TEST_CASE("failure notes reach the event log when their folder exists")
 {
     constexpr wchar_t Switch[] = LR"(c:\FPLog)";
@@ -27,5 +25,3 @@ TEST_CASE("failure notes reach the event log when their folder exists")
     CHECK(texts.events[1].strings == std::vector{letters.substr(0, 511)});
     CHECK(simulation->ledger.Clean());
 }
-
-} // namespace

@@ -5,8 +5,6 @@
 
 #include <aclapi.h>
 
-namespace {
-
 const std::wstring Source = LR"( ..\..\base\common.cpp )";
 
 TEST_CASE("the credential-service event is one auto-reset object that everyone may use")
@@ -62,5 +60,3 @@ TEST_CASE("waiting for the credential-service event lasts until it is signalled 
     CHECK((lines[4].starts_with(label + L"== 0x") && lines[4] != lines[0]));
     CHECK((lines[5] == label + L"enter" && lines[6] == label + L"leave"));
 }
-
-} // namespace

@@ -2,8 +2,6 @@
 
 #include "Simulation.h"
 
-namespace {
-
 using WindowsModel::ServiceStep;
 
 TEST_CASE("a service is asked until it runs or is stopped")
@@ -50,5 +48,3 @@ TEST_CASE("a service is asked until it runs or is stopped")
     CHECK(IsServiceRunning(L"unknown") == 0);
     CHECK(simulation->ledger.Clean());
 }
-
-} // namespace
